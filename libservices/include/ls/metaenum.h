@@ -1,0 +1,47 @@
+#ifndef LS_METAENUM_H
+#define LS_METAENUM_H
+
+#include <ls/libservices_export.h>
+
+#include <QList>
+#include <QMap>
+#include <QString>
+
+#include <initializer_list>
+
+namespace ls {
+
+// Meta-information of one enum: its enumerator names, by the address of the library's own name
+// string, mapped to their values. The map iterates by address, so an enum whose names are laid
+// out in one array iterates in declaration order.
+class LIBSERVICES_EXPORT MetaEnum
+{
+public:
+    using Map = QMap<const QString *, int>;
+
+    MetaEnum() = default;
+    explicit MetaEnum(const Map &map);
+    // Pairs names[i] with values[i]; both must hold the same number of elements.
+    MetaEnum(const QString *names, std::initializer_list<int> values);
+
+    // The name pointers, ascending by address.
+    QList<const QString *> names() const;
+    // The value of a name pointer of this enum; 0 when the pointer is not one of its names.
+    int value(const QString *name) const;
+    // The name of the first entry in iteration order that carries the value; "Undefined" when none does.
+    QString name(int value) const;
+    // The value of the first entry in iteration order whose name equals the text exactly;
+    // the smallest int when none does.
+    int valueOf(const QString &name) const;
+
+    const Map &map() const { return m_map; }
+    bool isEmpty() const { return m_map.isEmpty(); }
+    int count() const { return m_map.size(); }
+
+private:
+    Map m_map;
+};
+
+} // namespace ls
+
+#endif // LS_METAENUM_H

@@ -1,0 +1,39 @@
+#include <ls/dbusservicestore.h>
+
+#include <ls/dbusservice.h>
+#include <ls/messagekeys.h>
+
+#include "logging.h"
+
+namespace ls {
+
+DBusServiceStore::DBusServiceStore() = default;
+DBusServiceStore::~DBusServiceStore() = default;
+
+DBusServiceStore *DBusServiceStore::instance()
+{
+    static DBusServiceStore store;
+    return &store;
+}
+
+bool DBusServiceStore::registerService(const QString &serviceId)
+{
+    if (m_services.contains(serviceId))
+        return false;
+    m_services.insert(serviceId, std::make_shared<DBusService>(serviceId));
+    return true;
+}
+
+DBusService *DBusServiceStore::getService(const QString &serviceId) const
+{
+    const auto it = m_services.constFind(serviceId);
+    if (it != m_services.constEnd())
+        return it->get();
+    qCDebug(LS_DBUS) << "Service" << serviceId << "looked up but never registered";
+    // A proxy without a service id stands in for every unregistered name: its exchanges fail
+    // without touching the bus, and callers that trust the store never see a null pointer.
+    static DBusService unregistered{QString()};
+    return &unregistered;
+}
+
+} // namespace ls

@@ -1,0 +1,43 @@
+#include <ls/metaenum.h>
+
+#include <limits>
+
+namespace ls {
+
+MetaEnum::MetaEnum(const Map &map) : m_map(map) { }
+
+MetaEnum::MetaEnum(const QString *names, std::initializer_list<int> values)
+{
+    for (int value : values)
+        m_map.insert(names++, value);
+}
+
+QList<const QString *> MetaEnum::names() const
+{
+    return m_map.keys();
+}
+
+int MetaEnum::value(const QString *name) const
+{
+    return m_map.value(name, 0);
+}
+
+QString MetaEnum::name(int value) const
+{
+    for (auto it = m_map.cbegin(); it != m_map.cend(); ++it) {
+        if (it.value() == value)
+            return *it.key();
+    }
+    return QStringLiteral("Undefined");
+}
+
+int MetaEnum::valueOf(const QString &name) const
+{
+    for (auto it = m_map.cbegin(); it != m_map.cend(); ++it) {
+        if (*it.key() == name)
+            return it.value();
+    }
+    return std::numeric_limits<int>::min();
+}
+
+} // namespace ls
