@@ -1,6 +1,10 @@
 #include "testbus.h"
 
+#include <QDBusConnection>
+#include <QDBusConnectionInterface>
+#include <QDeadlineTimer>
 #include <QFile>
+#include <QThread>
 
 namespace {
 const char configTemplate[] = TESTBUS_CONFIG_TEMPLATE;
@@ -26,7 +30,7 @@ bool TestBus::start(const Options &options)
     QFile in(QString::fromUtf8(configTemplate));
     if (!in.open(QIODevice::ReadOnly)) {
         m_error = QStringLiteral("cannot read ") + in.fileName() + QStringLiteral(": ")
-                + in.errorString();
+                  + in.errorString();
         return false;
     }
     QString config = QString::fromUtf8(in.readAll());
@@ -58,7 +62,7 @@ bool TestBus::start(const Options &options)
     while (!m_daemon.canReadLine()) {
         if (!m_daemon.waitForReadyRead(10000)) {
             m_error = QStringLiteral("dbus-daemon gave no address: ")
-                    + QString::fromLocal8Bit(m_daemon.readAllStandardError());
+                      + QString::fromLocal8Bit(m_daemon.readAllStandardError());
             stop();
             return false;
         }
@@ -97,4 +101,24 @@ void TestBus::exportToProcess() const
 {
     qputenv("DBUS_SYSTEM_BUS_ADDRESS", m_address.toUtf8());
     qputenv("DBUS_SESSION_BUS_ADDRESS", m_address.toUtf8());
+}
+
+bool TestBus::waitForService(const QString &name, int timeoutMs) const
+{
+    // A connection of its own, so that the process's system bus connection is left untouched.
+    const QString connectionName = QStringLiteral("testbus-watch-") + m_address;
+    bool owned = false;
+    {
+        QDBusConnection bus = QDBusConnection::connectToBus(m_address, connectionName);
+        QDeadlineTimer deadline(timeoutMs);
+        while (bus.isConnected() && !deadline.hasExpired()) {
+            if (bus.interface()->isServiceRegistered(name)) {
+                owned = true;
+                break;
+            }
+            QThread::msleep(10);
+        }
+    }
+    QDBusConnection::disconnectFromBus(connectionName);
+    return owned;
 }

@@ -39,6 +39,8 @@ public:
     // The system environment with DBUS_SYSTEM_BUS_ADDRESS and DBUS_SESSION_BUS_ADDRESS naming
     // this bus.
     QProcessEnvironment environment() const;
+    // Waits until some peer owns the bus name; false when none does within the time.
+    bool waitForService(const QString &name, int timeoutMs = 10000) const;
     // Points this process's own system and session bus at this bus; call before the first use of
     // QDBusConnection in the process.
     void exportToProcess() const;

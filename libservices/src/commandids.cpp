@@ -6,46 +6,47 @@ namespace ls {
 
 namespace {
 const QString categoryNames[] = {
-    QStringLiteral("ConfigurationCommandId"), QStringLiteral("PaperFeedCommandId"),
-    QStringLiteral("DocumentCommandId"),      QStringLiteral("EmbossCommandId"),
-    QStringLiteral("TestingCommandId"),       QStringLiteral("IpcCommandId"),
+        QStringLiteral("ConfigurationCommandId"), QStringLiteral("PaperFeedCommandId"),
+        QStringLiteral("DocumentCommandId"),      QStringLiteral("EmbossCommandId"),
+        QStringLiteral("TestingCommandId"),       QStringLiteral("IpcCommandId"),
 };
 
 const QString configurationNames[] = {
-    QStringLiteral("GetConfiguration"), QStringLiteral("SetPaperFormat"),
-    QStringLiteral("SetCellsPerLine"),  QStringLiteral("SetLinesPerPage"),
-    QStringLiteral("SetDuplex"),        QStringLiteral("SetBrailleTable"),
-    QStringLiteral("SetDotStrength"),   QStringLiteral("ResetConfiguration"),
+        QStringLiteral("GetConfiguration"), QStringLiteral("SetPaperFormat"),
+        QStringLiteral("SetCellsPerLine"),  QStringLiteral("SetLinesPerPage"),
+        QStringLiteral("SetDuplex"),        QStringLiteral("SetBrailleTable"),
+        QStringLiteral("SetDotStrength"),   QStringLiteral("ResetConfiguration"),
 };
 
 const QString paperFeedNames[] = {
-    QStringLiteral("GetPaperStatus"), QStringLiteral("LoadPaper"),   QStringLiteral("FeedSheet"),
-    QStringLiteral("EjectSheet"),     QStringLiteral("SetFeedMode"),
+        QStringLiteral("GetPaperStatus"), QStringLiteral("LoadPaper"),
+        QStringLiteral("FeedSheet"),      QStringLiteral("EjectSheet"),
+        QStringLiteral("SetFeedMode"),
 };
 
 const QString documentNames[] = {
-    QStringLiteral("OpenDocument"),  QStringLiteral("AddText"),
-    QStringLiteral("CloseDocument"), QStringLiteral("ListDocuments"),
-    QStringLiteral("GetDocumentInfo"), QStringLiteral("DeleteDocument"),
+        QStringLiteral("OpenDocument"),    QStringLiteral("AddText"),
+        QStringLiteral("CloseDocument"),   QStringLiteral("ListDocuments"),
+        QStringLiteral("GetDocumentInfo"), QStringLiteral("DeleteDocument"),
 };
 
 const QString embossNames[] = {
-    QStringLiteral("StartEmbossing"),  QStringLiteral("PauseEmbossing"),
-    QStringLiteral("ResumeEmbossing"), QStringLiteral("CancelEmbossing"),
-    QStringLiteral("GetEmbossStatus"), QStringLiteral("EmbossText"),
+        QStringLiteral("StartEmbossing"),  QStringLiteral("PauseEmbossing"),
+        QStringLiteral("ResumeEmbossing"), QStringLiteral("CancelEmbossing"),
+        QStringLiteral("GetEmbossStatus"), QStringLiteral("EmbossText"),
 };
 
 const QString testingNames[] = {
-    QStringLiteral("RunSelfTest"),   QStringLiteral("EmbossTestPage"),
-    QStringLiteral("TestSensors"),   QStringLiteral("GetErrorLog"),
-    QStringLiteral("ClearErrorLog"), QStringLiteral("InjectFault"),
+        QStringLiteral("RunSelfTest"),   QStringLiteral("EmbossTestPage"),
+        QStringLiteral("TestSensors"),   QStringLiteral("GetErrorLog"),
+        QStringLiteral("ClearErrorLog"), QStringLiteral("InjectFault"),
 };
 
 const QString ipcNames[] = {
-    QStringLiteral("Ping"),
-    QStringLiteral("GetServiceInfo"),
-    QStringLiteral("Echo"),
-    QStringLiteral("GetDeviceState"),
+        QStringLiteral("Ping"),
+        QStringLiteral("GetServiceInfo"),
+        QStringLiteral("Echo"),
+        QStringLiteral("GetDeviceState"),
 };
 } // namespace
 
@@ -65,9 +66,9 @@ const MetaEnum ConfigurationCommandId::meta(configurationNames,
 const MetaEnum PaperFeedCommandId::meta(paperFeedNames, {GetPaperStatus, LoadPaper, FeedSheet,
                                                          EjectSheet, SetFeedMode});
 
-const MetaEnum DocumentCommandId::meta(documentNames, {OpenDocument, AddText, CloseDocument,
-                                                       ListDocuments, GetDocumentInfo,
-                                                       DeleteDocument});
+const MetaEnum DocumentCommandId::meta(documentNames,
+                                       {OpenDocument, AddText, CloseDocument, ListDocuments,
+                                        GetDocumentInfo, DeleteDocument});
 
 const MetaEnum EmbossCommandId::meta(embossNames, {StartEmbossing, PauseEmbossing, ResumeEmbossing,
                                                    CancelEmbossing, GetEmbossStatus, EmbossText});

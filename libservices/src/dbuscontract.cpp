@@ -71,7 +71,7 @@ bool convertArgument(const QDBusArgument &arg, int depth, QVariant *out)
             QVariant key;
             QVariant value;
             const bool converted = convert(arg.asVariant(), depth + 1, &key)
-                    && convert(arg.asVariant(), depth + 1, &value);
+                                   && convert(arg.asVariant(), depth + 1, &value);
             arg.endMapEntry();
             if (!converted)
                 return false;

@@ -40,9 +40,9 @@ QVariantMap DBusService::process(const QVariantMap &request) const
     if (!ok) {
         qCDebug(LS_DBUS) << "Request to" << service << "refused: nested deeper than"
                          << maximumNestingDepth << "levels";
-        return failure(QStringLiteral("org.freedesktop.DBus.Error.LimitsExceeded"),
-                       QStringLiteral("Request nested deeper than %1 levels")
-                               .arg(maximumNestingDepth));
+        return failure(
+                QStringLiteral("org.freedesktop.DBus.Error.LimitsExceeded"),
+                QStringLiteral("Request nested deeper than %1 levels").arg(maximumNestingDepth));
     }
 
     // Built by hand rather than through QDBusInterface, which would introspect the peer first and
@@ -82,9 +82,9 @@ QVariantMap DBusService::process(const QVariantMap &request) const
     if (!ok) {
         qCDebug(LS_DBUS) << "Reply of" << service << "nested deeper than" << maximumNestingDepth
                          << "levels";
-        return failure(QStringLiteral("org.freedesktop.DBus.Error.LimitsExceeded"),
-                       QStringLiteral("Reply nested deeper than %1 levels")
-                               .arg(maximumNestingDepth));
+        return failure(
+                QStringLiteral("org.freedesktop.DBus.Error.LimitsExceeded"),
+                QStringLiteral("Reply nested deeper than %1 levels").arg(maximumNestingDepth));
     }
     return response.toMap();
 }

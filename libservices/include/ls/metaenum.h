@@ -28,7 +28,8 @@ public:
     QList<const QString *> names() const;
     // The value of a name pointer of this enum; 0 when the pointer is not one of its names.
     int value(const QString *name) const;
-    // The name of the first entry in iteration order that carries the value; "Undefined" when none does.
+    // The name of the first entry in iteration order that carries the value; "Undefined" when none
+    // does.
     QString name(int value) const;
     // The value of the first entry in iteration order whose name equals the text exactly;
     // the smallest int when none does.
