@@ -1,6 +1,7 @@
 // A stand-in for a service on the private test bus. It owns the bus name of the service id given
 // as its only argument and answers "Process" according to the request's command id: it echoes
-// the request back, or misbehaves in the way the command id names.
+// the request back, or misbehaves in the way the command id names. "Count" answers how many
+// messages reached the object before it.
 #include <ls/dbuscontract.h>
 #include <ls/messagekeys.h>
 
@@ -33,17 +34,27 @@ QVariant nested(const QString &shape, int levels)
 class Peer : public QDBusVirtualObject
 {
 public:
-    QString introspect(const QString &) const override { return QString(); }
+    // Counted too: a client that introspected before its call would show here.
+    QString introspect(const QString &) const override
+    {
+        ++m_received;
+        return QString();
+    }
 
     bool handleMessage(const QDBusMessage &message, const QDBusConnection &connection) override
     {
+        const int receivedBefore = m_received++;
         if (message.interface() != ls::serviceInterface || message.member() != ls::processMethod)
             return false;
         const QVariantMap request = ls::fromDBusValue(message.arguments().value(0)).toMap();
         const QString command = request.value(ls::commandIdKey).toString();
 
-        if (command == QLatin1String("NoReply"))
+        if (command == QLatin1String("NoReply")) {
+            // Tells a test that the call is now pending.
+            std::fputs("waiting\n", stdout);
+            std::fflush(stdout);
             return true;
+        }
         if (command == QLatin1String("Exit"))
             ::_exit(0);
 
@@ -62,6 +73,9 @@ public:
                     {ls::resultIdKey, ls::ResultId::Success},
                     {QStringLiteral("strings"),
                      QStringList{QStringLiteral("a"), QString(), QStringLiteral("ö\tx")}}});
+        } else if (command == QLatin1String("Count")) {
+            reply = message.createReply(QVariantMap{{ls::resultIdKey, ls::ResultId::Success},
+                                                    {QStringLiteral("received"), receivedBefore}});
         } else if (command == QLatin1String("Nested")) {
             // The whole answer is the nested value's map form: one top-level map holding it.
             const QVariant value = nested(request.value(QStringLiteral("shape")).toString(),
@@ -74,6 +88,9 @@ public:
         connection.send(reply);
         return true;
     }
+
+private:
+    mutable int m_received = 0;
 };
 
 } // namespace

@@ -6,8 +6,16 @@
 #include <QFile>
 #include <QThread>
 
+#include <csignal>
+#include <sys/prctl.h>
+
 namespace {
 const char configTemplate[] = TESTBUS_CONFIG_TEMPLATE;
+}
+
+void TiedProcess::setupChildProcess()
+{
+    ::prctl(PR_SET_PDEATHSIG, SIGTERM);
 }
 
 TestBus::TestBus() = default;

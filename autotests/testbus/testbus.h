@@ -9,6 +9,14 @@
 
 #include <memory>
 
+// A QProcess whose program gets SIGTERM when the test process dies, so that a test that crashes
+// or is killed leaves no daemon or peer behind. Linux only.
+class TiedProcess : public QProcess
+{
+protected:
+    void setupChildProcess() override;
+};
+
 // A private dbus-daemon for one test, started from a configuration of its own so that no test
 // ever reaches the machine's buses. Programs started through environment() see it as their
 // system bus and their session bus.
@@ -47,7 +55,7 @@ public:
 
 private:
     std::unique_ptr<QTemporaryDir> m_dir;
-    QProcess m_daemon;
+    TiedProcess m_daemon;
     QString m_address;
     QString m_error;
 };

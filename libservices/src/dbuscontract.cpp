@@ -1,7 +1,10 @@
 #include <ls/dbuscontract.h>
 
+#include "wirecheck.h"
+
 #include <QByteArray>
 #include <QDBusArgument>
+#include <QDBusMetaType>
 #include <QDBusObjectPath>
 #include <QDBusSignature>
 #include <QDBusUnixFileDescriptor>
@@ -9,6 +12,8 @@
 #include <QStringList>
 #include <QVariantList>
 #include <QVariantMap>
+
+#include <cstring>
 
 namespace ls {
 
@@ -25,97 +30,121 @@ QString objectPath(const QString &serviceId)
     return QLatin1String("/se/tarnvik/") + serviceId;
 }
 
+// Depths below are counted as libdbus counts them when it validates a message, and as the bus
+// daemon refuses what fails: a message argument is at level 0; the elements of an array, the
+// fields of a struct or dict entry and the content of a variant are one level below their
+// container. A value deeper than maximumNestingDepth makes the message invalid. Only values that
+// are present count: an empty container opens no level below itself, and neither does an array
+// of fixed-size values (bytes, numbers, booleans, file descriptors), which is validated as one
+// block. So under a request or response a{sv} a value is at level 3, a map nested in it puts its
+// values 3 levels further down (array, dict entry, variant), a list its elements 2 (array,
+// variant), a string list its strings 1.
+
 namespace {
 
-bool convert(const QVariant &in, int depth, QVariant *out);
+bool isFixedType(char code)
+{
+    return code != '\0' && std::strchr("ybnqiuxtdh", code) != nullptr;
+}
 
-bool convertArgument(const QDBusArgument &arg, int depth, QVariant *out)
+WireCheck convert(const QVariant &in, int depth, QVariant *out);
+
+WireCheck convertArgument(const QDBusArgument &arg, int depth, QVariant *out)
 {
     if (depth > maximumNestingDepth)
-        return false;
+        return WireCheck::TooDeep;
     switch (arg.currentType()) {
     case QDBusArgument::BasicType:
     case QDBusArgument::VariantType:
         return convert(arg.asVariant(), depth, out);
     case QDBusArgument::ArrayType: {
+        const QString signature = arg.currentSignature();
+        const bool fixed = signature.size() == 2 && isFixedType(signature.at(1).toLatin1());
         QVariantList list;
         arg.beginArray();
         while (!arg.atEnd()) {
             QVariant element;
-            if (!convert(arg.asVariant(), depth + 1, &element))
-                return false;
+            const WireCheck result = convert(arg.asVariant(), fixed ? depth : depth + 1, &element);
+            if (result != WireCheck::Ok)
+                return result;
             list.append(element);
         }
         arg.endArray();
         *out = list;
-        return true;
+        return WireCheck::Ok;
     }
     case QDBusArgument::StructureType: {
         QVariantList fields;
         arg.beginStructure();
         while (!arg.atEnd()) {
             QVariant field;
-            if (!convert(arg.asVariant(), depth + 1, &field))
-                return false;
+            const WireCheck result = convert(arg.asVariant(), depth + 1, &field);
+            if (result != WireCheck::Ok)
+                return result;
             fields.append(field);
         }
         arg.endStructure();
         *out = fields;
-        return true;
+        return WireCheck::Ok;
     }
     case QDBusArgument::MapType: {
         QVariantMap map;
         arg.beginMap();
         while (!arg.atEnd()) {
+            // Entry at depth + 1, its key and value at depth + 2.
             arg.beginMapEntry();
             QVariant key;
             QVariant value;
-            const bool converted = convert(arg.asVariant(), depth + 1, &key)
-                                   && convert(arg.asVariant(), depth + 1, &value);
+            WireCheck result = convert(arg.asVariant(), depth + 2, &key);
+            if (result == WireCheck::Ok)
+                result = convert(arg.asVariant(), depth + 2, &value);
             arg.endMapEntry();
-            if (!converted)
-                return false;
+            if (result != WireCheck::Ok)
+                return result;
             map.insert(key.toString(), value);
         }
         arg.endMap();
         *out = map;
-        return true;
+        return WireCheck::Ok;
     }
     case QDBusArgument::MapEntryType:
     case QDBusArgument::UnknownType:
         break;
     }
-    return false;
+    return WireCheck::NoDBusForm;
 }
 
-bool convert(const QVariant &in, int depth, QVariant *out)
+WireCheck convert(const QVariant &in, int depth, QVariant *out)
 {
     if (depth > maximumNestingDepth)
-        return false;
+        return WireCheck::TooDeep;
     const int type = in.userType();
     if (type == qMetaTypeId<QDBusArgument>())
         return convertArgument(in.value<QDBusArgument>(), depth, out);
     if (type == qMetaTypeId<QDBusVariant>())
-        return convert(in.value<QDBusVariant>().variant(), depth, out);
+        return convert(in.value<QDBusVariant>().variant(), depth + 1, out);
     if (type == qMetaTypeId<QDBusObjectPath>()) {
         *out = in.value<QDBusObjectPath>().path();
-        return true;
+        return WireCheck::Ok;
     }
     if (type == qMetaTypeId<QDBusSignature>()) {
         *out = in.value<QDBusSignature>().signature();
-        return true;
+        return WireCheck::Ok;
     }
+    // A file descriptor has no plain form that could outlive the message.
     if (type == qMetaTypeId<QDBusUnixFileDescriptor>())
-        return false;
+        return WireCheck::NoDBusForm;
     switch (type) {
     case QMetaType::QStringList: {
-        QVariantList list;
         const QStringList strings = in.toStringList();
+        if (!strings.isEmpty() && depth + 1 > maximumNestingDepth)
+            return WireCheck::TooDeep;
+        QVariantList list;
         list.reserve(strings.size());
         for (const QString &s : strings)
             list.append(s);
         *out = list;
-        return true;
+        return WireCheck::Ok;
     }
     case QMetaType::QByteArray: {
         QVariantList list;
@@ -124,35 +153,88 @@ bool convert(const QVariant &in, int depth, QVariant *out)
         for (char c : bytes)
             list.append(QVariant::fromValue(static_cast<uchar>(c)));
         *out = list;
-        return true;
+        return WireCheck::Ok;
     }
     case QMetaType::QVariantList: {
+        // Element variant at depth + 1, its content at depth + 2.
         QVariantList list;
         for (const QVariant &element : in.toList()) {
             QVariant converted;
-            if (!convert(element, depth + 1, &converted))
-                return false;
+            const WireCheck result = convert(element, depth + 2, &converted);
+            if (result != WireCheck::Ok)
+                return result;
             list.append(converted);
         }
         *out = list;
-        return true;
+        return WireCheck::Ok;
     }
     case QMetaType::QVariantMap: {
+        // Entry at depth + 1, key and value variant at depth + 2, the value's content at + 3.
         QVariantMap map;
         const QVariantMap source = in.toMap();
         for (auto it = source.cbegin(); it != source.cend(); ++it) {
             QVariant converted;
-            if (!convert(it.value(), depth + 1, &converted))
-                return false;
+            const WireCheck result = convert(it.value(), depth + 3, &converted);
+            if (result != WireCheck::Ok)
+                return result;
             map.insert(it.key(), converted);
         }
         *out = map;
-        return true;
+        return WireCheck::Ok;
     }
     default:
         *out = in;
-        return true;
+        return WireCheck::Ok;
     }
+}
+
+// The same walk over a value about to be sent, without building a copy of it.
+WireCheck check(const QVariant &value, int depth, QString *typeName)
+{
+    if (depth > maximumNestingDepth)
+        return WireCheck::TooDeep;
+    const int type = value.userType();
+    switch (type) {
+    case QMetaType::QVariantMap: {
+        const QVariantMap map = value.toMap();
+        for (auto it = map.cbegin(); it != map.cend(); ++it) {
+            const WireCheck result = check(it.value(), depth + 3, typeName);
+            if (result != WireCheck::Ok)
+                return result;
+        }
+        return WireCheck::Ok;
+    }
+    case QMetaType::QVariantList: {
+        const QVariantList list = value.toList();
+        for (const QVariant &element : list) {
+            const WireCheck result = check(element, depth + 2, typeName);
+            if (result != WireCheck::Ok)
+                return result;
+        }
+        return WireCheck::Ok;
+    }
+    case QMetaType::QStringList:
+        return value.toStringList().isEmpty() || depth + 1 <= maximumNestingDepth
+                       ? WireCheck::Ok
+                       : WireCheck::TooDeep;
+    case QMetaType::QByteArray:
+        return WireCheck::Ok;
+    default:
+        break;
+    }
+    if (type == qMetaTypeId<QDBusVariant>())
+        return check(value.value<QDBusVariant>().variant(), depth + 1, typeName);
+    // Anything else must be one of D-Bus's basic types; what QtDBus cannot marshal would fail
+    // the call with a warning of its own on the default category.
+    const char *signature
+            = type == QMetaType::UnknownType ? nullptr : QDBusMetaType::typeToSignature(type);
+    if (signature && std::strlen(signature) == 1
+        && std::strchr("ybnqiuxtdsogh", signature[0]) != nullptr)
+        return WireCheck::Ok;
+    if (typeName)
+        *typeName = type == QMetaType::UnknownType ? QStringLiteral("invalid")
+                                                   : QString::fromLatin1(value.typeName());
+    return WireCheck::NoDBusForm;
 }
 
 } // namespace
@@ -160,10 +242,23 @@ bool convert(const QVariant &in, int depth, QVariant *out)
 QVariant fromDBusValue(const QVariant &value, bool *ok)
 {
     QVariant result;
-    const bool converted = convert(value, 0, &result);
+    const WireCheck converted = convertIncoming(value, &result);
     if (ok)
-        *ok = converted;
-    return converted ? result : QVariant();
+        *ok = converted == WireCheck::Ok;
+    return result;
+}
+
+WireCheck convertIncoming(const QVariant &value, QVariant *out)
+{
+    QVariant result;
+    const WireCheck converted = convert(value, 0, &result);
+    *out = converted == WireCheck::Ok ? result : QVariant();
+    return converted;
+}
+
+WireCheck checkOutgoing(const QVariant &value, QString *typeName)
+{
+    return check(value, 0, typeName);
 }
 
 } // namespace ls

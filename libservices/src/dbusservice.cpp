@@ -4,14 +4,45 @@
 #include <ls/messagekeys.h>
 
 #include "logging.h"
+#include "wirecheck.h"
 
 #include <QDBusConnection>
 #include <QDBusError>
 #include <QDBusMessage>
+#include <QDBusPendingCall>
+#include <QDeadlineTimer>
+#include <QThread>
 
 namespace ls {
 
 namespace {
+
+// The D-Bus default time-out of a method call.
+constexpr int callTimeoutMs = 25000;
+
+// QDBusConnection::call() waits without end when the bus drops the connection mid-call: the
+// pending call is then never completed. So the wait watches the connection and a deadline of its
+// own as well.
+QDBusMessage waitForReply(const QDBusConnection &bus, const QDBusPendingCall &pending)
+{
+    const QDeadlineTimer deadline(callTimeoutMs);
+    // Short naps first: most answers come within a millisecond.
+    int polls = 0;
+    while (!pending.isFinished()) {
+        if (!bus.isConnected()) {
+            return QDBusMessage::createError(
+                    QStringLiteral("org.freedesktop.DBus.Error.Disconnected"),
+                    QStringLiteral("The connection to the bus was lost during the call"));
+        }
+        if (deadline.hasExpired()) {
+            return QDBusMessage::createError(
+                    QStringLiteral("org.freedesktop.DBus.Error.NoReply"),
+                    QStringLiteral("No reply within %1 ms").arg(callTimeoutMs));
+        }
+        QThread::usleep(++polls < 200 ? 20 : 2000);
+    }
+    return pending.reply();
+}
 
 QVariantMap failure(const QString &errorName, const QString &errorMessage)
 {
@@ -33,16 +64,25 @@ QVariantMap DBusService::process(const QVariantMap &request) const
     }
     const QString service = busName(m_serviceId);
 
-    // A request nested deeper than the bus allows would make the bus drop our connection, so it
-    // is refused before it is sent.
-    bool ok = false;
-    fromDBusValue(request, &ok);
-    if (!ok) {
+    // The bus drops the connection of a sender whose message is nested too deeply, and QtDBus
+    // warns on the default category about values it cannot marshal: both are refused here,
+    // before anything is sent.
+    QString typeName;
+    switch (checkOutgoing(request, &typeName)) {
+    case WireCheck::Ok:
+        break;
+    case WireCheck::TooDeep:
         qCDebug(LS_DBUS) << "Request to" << service << "refused: nested deeper than"
                          << maximumNestingDepth << "levels";
         return failure(
                 QStringLiteral("org.freedesktop.DBus.Error.LimitsExceeded"),
                 QStringLiteral("Request nested deeper than %1 levels").arg(maximumNestingDepth));
+    case WireCheck::NoDBusForm:
+        qCDebug(LS_DBUS) << "Request to" << service << "refused: it holds a value of type"
+                         << typeName;
+        return failure(QStringLiteral("org.freedesktop.DBus.Error.InvalidArgs"),
+                       QStringLiteral("Request holds a value of type %1, which has no D-Bus form")
+                               .arg(typeName));
     }
 
     // Built by hand rather than through QDBusInterface, which would introspect the peer first and
@@ -62,7 +102,7 @@ QVariantMap DBusService::process(const QVariantMap &request) const
                                        : QStringLiteral("Not connected to the system bus"));
     }
 
-    const QDBusMessage reply = bus.call(call, QDBus::Block);
+    const QDBusMessage reply = waitForReply(bus, bus.asyncCall(call, callTimeoutMs));
     if (reply.type() != QDBusMessage::ReplyMessage) {
         qCDebug(LS_DBUS) << "Process on" << service << "failed:" << reply.errorName()
                          << reply.errorMessage();
@@ -78,13 +118,20 @@ QVariantMap DBusService::process(const QVariantMap &request) const
                                .arg(reply.signature()));
     }
 
-    const QVariant response = fromDBusValue(arguments.constFirst(), &ok);
-    if (!ok) {
+    QVariant response;
+    switch (convertIncoming(arguments.constFirst(), &response)) {
+    case WireCheck::Ok:
+        break;
+    case WireCheck::TooDeep:
         qCDebug(LS_DBUS) << "Reply of" << service << "nested deeper than" << maximumNestingDepth
                          << "levels";
         return failure(
                 QStringLiteral("org.freedesktop.DBus.Error.LimitsExceeded"),
                 QStringLiteral("Reply nested deeper than %1 levels").arg(maximumNestingDepth));
+    case WireCheck::NoDBusForm:
+        qCDebug(LS_DBUS) << "Reply of" << service << "holds a value without a plain form";
+        return failure(QStringLiteral("org.freedesktop.DBus.Error.InvalidArgs"),
+                       QStringLiteral("Reply holds a value that has no plain form"));
     }
     return response.toMap();
 }

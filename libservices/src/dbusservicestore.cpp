@@ -18,7 +18,8 @@ DBusServiceStore *DBusServiceStore::instance()
 
 bool DBusServiceStore::registerService(const QString &serviceId)
 {
-    if (m_services.contains(serviceId))
+    // An empty id would name no bus name; it stays with the unregistered proxy.
+    if (serviceId.isEmpty() || m_services.contains(serviceId))
         return false;
     m_services.insert(serviceId, std::make_shared<DBusService>(serviceId));
     return true;

@@ -18,7 +18,8 @@ class LIBSERVICES_EXPORT DBusServiceStore
 public:
     static DBusServiceStore *instance();
 
-    // Makes the service known; touches no bus. Returns false when it was registered already.
+    // Makes the service known; touches no bus. Returns false when it was registered already or
+    // the id is empty.
     bool registerService(const QString &serviceId);
     // The proxy of a registered service. For a name never registered it returns a proxy too, one
     // whose process() fails at once with the error "se.tarnvik.Error.ServiceNotRegistered" and
