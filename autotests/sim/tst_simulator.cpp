@@ -21,6 +21,7 @@
 namespace {
 
 const QString simulatorPath = QStringLiteral(SIMULATOR_PATH);
+const QString busConfigPath = QStringLiteral(COMMAND_HANDLER_BUS_CONFIG);
 const int timeoutMs = 10000;
 
 QString serviceName()
@@ -85,6 +86,22 @@ QString typeDump(const QVariant &value)
     return QStringLiteral("%1(%2)").arg(QString::fromLatin1(value.typeName()), text);
 }
 
+// True once the process is gone; a zombie left to a parent that does not reap counts as gone.
+bool waitForProcessGone(qint64 pid)
+{
+    QDeadlineTimer deadline(timeoutMs);
+    while (!deadline.hasExpired()) {
+        QFile stat(QStringLiteral("/proc/%1/stat").arg(pid));
+        if (!stat.open(QIODevice::ReadOnly))
+            return true;
+        const QByteArray fields = stat.readAll();
+        if (fields.mid(fields.lastIndexOf(')') + 2, 1) == "Z")
+            return true;
+        QThread::msleep(10);
+    }
+    return false;
+}
+
 bool waitForNameReleased(const QString &name)
 {
     QDeadlineTimer deadline(timeoutMs);
@@ -134,6 +151,7 @@ private Q_SLOTS:
     void busLoss();
     void help_data();
     void help();
+    void activation();
 
 private:
     // Starts the simulator on the test's bus and waits until it owns its name.
@@ -807,6 +825,52 @@ void TestSimulator::help()
                              + QStringLiteral(" [options]\n")),
              qPrintable(text));
     QVERIFY2(text.contains(QStringLiteral("\n  ") + option + QLatin1Char(' ')), qPrintable(text));
+}
+
+void TestSimulator::activation()
+{
+    // The bus of scripts/run.sh: the simulated device is started by the bus on the first request.
+    QProcess daemon;
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(QStringLiteral("COMMAND_HANDLER_SIM_DIR"), m_dir->path());
+    daemon.setProcessEnvironment(environment);
+    daemon.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+    daemon.start(QStringLiteral("dbus-daemon"),
+                 {QStringLiteral("--config-file=") + busConfigPath,
+                  QStringLiteral("--address=unix:path=") + m_dir->filePath(QStringLiteral("bus")),
+                  QStringLiteral("--nofork"), QStringLiteral("--print-address=1")});
+    QVERIFY(daemon.waitForStarted(timeoutMs));
+    while (!daemon.canReadLine())
+        QVERIFY(daemon.waitForReadyRead(timeoutMs));
+    const QString address = QString::fromUtf8(daemon.readLine()).trimmed();
+
+    const QString connectionName = QStringLiteral("activation");
+    uint simulatorPid = 0;
+    {
+        QDBusConnection bus = QDBusConnection::connectToBus(address, connectionName);
+        QVERIFY(bus.isConnected());
+        QVERIFY(!bus.interface()->isServiceRegistered(serviceName()));
+        QDBusMessage call = QDBusMessage::createMethodCall(
+                serviceName(), ls::objectPath(ls::ServiceId::CommandHandler), ls::serviceInterface,
+                ls::processMethod);
+        call << request(ls::CommandHandlerCmdId::HandleCommand,
+                        {{ls::subCommandIdKey, 601}, {ls::argsKey, QVariantList()}});
+        const QDBusMessage reply = bus.call(call, QDBus::Block, timeoutMs);
+        QCOMPARE(reply.type(), QDBusMessage::ReplyMessage);
+        QCOMPARE(typeDump(ls::fromDBusValue(reply.arguments().constFirst())),
+                 QStringLiteral("QVariantMap{details=QVariantMap{reply=QString(pong)}, "
+                                "errorId=QString(NoError), resultId=QString(Success)}"));
+        // The device keeps its state in the folder the bus was given.
+        QVERIFY(QFile::exists(m_dir->filePath(QStringLiteral("state.json"))));
+        simulatorPid = bus.interface()->servicePid(serviceName());
+    }
+    QDBusConnection::disconnectFromBus(connectionName);
+    QVERIFY(simulatorPid != 0);
+
+    // The simulator goes with its bus.
+    daemon.terminate();
+    QVERIFY(daemon.waitForFinished(timeoutMs));
+    QVERIFY(waitForProcessGone(simulatorPid));
 }
 
 QTEST_GUILESS_MAIN(TestSimulator)
