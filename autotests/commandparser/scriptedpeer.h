@@ -22,7 +22,7 @@
 class ScriptedPeer
 {
 public:
-    explicit ScriptedPeer(const TestBus &bus) : m_bus(bus) { }
+    ScriptedPeer(const TestBus &bus, const QString &program) : m_bus(bus), m_program(program) { }
     ~ScriptedPeer() { stop(); }
     ScriptedPeer(const ScriptedPeer &) = delete;
     ScriptedPeer &operator=(const ScriptedPeer &) = delete;
@@ -41,7 +41,7 @@ public:
         }
         scriptFile.close();
 
-        m_process.setProgram(QStringLiteral(COMMAND_HANDLER_SIM));
+        m_process.setProgram(m_program);
         m_process.setArguments({QStringLiteral("--script"), scriptFile.fileName(),
                                 QStringLiteral("--record"), recordPath(),
                                 QStringLiteral("--bus-address"), m_bus.address()});
@@ -108,6 +108,7 @@ private:
     static QString serviceName() { return ls::busName(ls::ServiceId::CommandHandler); }
 
     const TestBus &m_bus;
+    const QString m_program;
     QTemporaryDir m_dir;
     QProcess m_process;
     QString m_error;

@@ -145,7 +145,7 @@ void TestCommandHandler::cleanupTestCase()
 
 void TestCommandHandler::init()
 {
-    m_peer = std::make_unique<ScriptedPeer>(m_bus);
+    m_peer = std::make_unique<ScriptedPeer>(m_bus, QStringLiteral(COMMAND_HANDLER_SIM));
     MessageLog::install();
 }
 

@@ -1,7 +1,10 @@
 #include "CommandParser.h"
 #include "dbus/CommandHandler.h"
 #include "messagelog.h"
+#include "scriptedpeer.h"
+#include "testbus.h"
 
+#include <ls/commandids.h>
 #include <ls/messagekeys.h>
 #include <ls/metaenum.h>
 
@@ -10,6 +13,7 @@
 #include <QPointer>
 #include <QTest>
 
+#include <climits>
 #include <memory>
 
 Q_DECLARE_LOGGING_CATEGORY(lcCommandHandler)
@@ -26,6 +30,9 @@ const QString getDescriptionFunction = QStringLiteral(
         "const QString CommandParser::getDescription(const EnumKey&, const QVariantMap&) const");
 const QString getArgumentsListFunction = QStringLiteral(
         "const QString CommandParser::getArgumentsList(const EnumKey&, const QVariantMap&) const");
+const QString executeCommandFunction
+        = QStringLiteral("void CommandParser::executeCommand(int, const QList<QVariant>&) const");
+const QString listCommandsFunction = QStringLiteral("void CommandParser::listCommands(int) const");
 const QString displayFunction = QStringLiteral(
         "void CommandParser::display(const ls::MetaEnum&, const QVariantMap&) const");
 
@@ -86,6 +93,63 @@ const QString letterNames[]
         = {QStringLiteral("Alpha"), QStringLiteral("Beta"), QStringLiteral("Gamma")};
 const QString oddNames[] = {QStringLiteral("Quote\"d"), QStringLiteral("Plain")};
 
+#ifdef COMMAND_HANDLER_SIM
+const QString simulator = QStringLiteral(COMMAND_HANDLER_SIM);
+#else
+// Built without the simulator: the rows that need the service are skipped.
+const QString simulator;
+#endif
+
+const QByteArray success = R"("resultId": "Success", "errorId": "NoError")";
+
+QByteArray answer(const QByteArray &response)
+{
+    return R"({"responses": [)" + response + "]}";
+}
+
+QString field(const QString &text)
+{
+    return debug(sourceFile, executeCommandFunction, text);
+}
+
+QString categoriesRequest()
+{
+    return ScriptedPeer::normalised(R"({"commandId": {"s": "GetCommandCategories"},
+                                        "senderId": {"s": "CommandHandler"},
+                                        "subCommandId": {"s": "Undefined"}})");
+}
+
+QString commandsRequest(const QString &category)
+{
+    return ScriptedPeer::normalised(R"({"category": {"s": ")" + category.toUtf8()
+                                    + R"("}, "commandId": {"s": "GetCommands"},
+                                        "senderId": {"s": "CommandHandler"},
+                                        "subCommandId": {"s": "Undefined"}})");
+}
+
+// What the listing of an enum writes when the catalogue has none of its entries.
+QStringList listingWithoutEntries(const ls::MetaEnum &metaEnum)
+{
+    QStringList messages;
+    for (const QString *name : metaEnum.names()) {
+        const QString quoted = QLatin1Char('"') + *name + QLatin1Char('"');
+        messages << descriptionError(quoted) << argumentsError(quoted)
+                 << line(QString::number(metaEnum.value(name)) + QStringLiteral(" \t  "));
+    }
+    return messages;
+}
+
+const QString categoriesFailed = critical(
+        QStringLiteral("CommandHandler.cpp"),
+        QStringLiteral("const QVariantList CommandHandler::getCommandCategories() const"),
+        QStringLiteral("CommandHandler::getCommandCategories ERROR: Processing "
+                       "GetCommandCategories failed!"));
+const QString commandsFailed = critical(
+        QStringLiteral("CommandHandler.cpp"),
+        QStringLiteral("const QVariantList CommandHandler::getCommands(const QString&) const"),
+        QStringLiteral("CommandHandler::getCommands ERROR: Processing GetCommandCategories "
+                       "failed!"));
+
 } // namespace
 
 class TestCommandParser : public QObject
@@ -111,15 +175,31 @@ private Q_SLOTS:
     void handlerOutlivesTheParser();
     void commandHandlerLoggingCategory();
 
+    void listCategories_data();
+    void listCategories();
+    void listCommands_data();
+    void listCommands();
+    void executeCommand_data();
+    void executeCommand();
+
 private:
+    bool startPeer(const QByteArray &script);
+
+    TestBus m_bus;
+    std::unique_ptr<ScriptedPeer> m_peer;
     std::unique_ptr<QObject> m_owner;
     CommandParser *m_parser = nullptr;
 };
 
 void TestCommandParser::initTestCase()
 {
-    // Nothing here may reach a bus: a request would show as an unexpected message.
-    qputenv("DBUS_SYSTEM_BUS_ADDRESS", "unix:path=/nonexistent/tst_commandparser");
+    if (simulator.isEmpty()) {
+        // Nothing may reach a bus: a request would show as an unexpected message.
+        qputenv("DBUS_SYSTEM_BUS_ADDRESS", "unix:path=/nonexistent/tst_commandparser");
+    } else {
+        QVERIFY2(m_bus.start(), qPrintable(m_bus.errorString()));
+        m_bus.exportToProcess();
+    }
     m_owner = std::make_unique<QObject>();
     m_parser = new CommandParser(m_owner.get());
     QCOMPARE(m_parser->parent(), m_owner.get());
@@ -133,6 +213,16 @@ void TestCommandParser::init()
 void TestCommandParser::cleanup()
 {
     MessageLog::reset();
+    m_peer.reset();
+}
+
+bool TestCommandParser::startPeer(const QByteArray &script)
+{
+    m_peer = std::make_unique<ScriptedPeer>(m_bus, simulator);
+    if (m_peer->start(script))
+        return true;
+    qWarning("%s", qPrintable(m_peer->errorString()));
+    return false;
 }
 
 void TestCommandParser::getDescription_data()
@@ -441,6 +531,227 @@ void TestCommandParser::commandHandlerLoggingCategory()
     QVERIFY(!category.isInfoEnabled());
     QVERIFY(!category.isWarningEnabled());
     QVERIFY(category.isCriticalEnabled());
+}
+
+void TestCommandParser::listCategories_data()
+{
+    QTest::addColumn<QByteArray>("script");
+    QTest::addColumn<QStringList>("expectedMessages");
+
+    const QByteArray described = R"([
+            {"id": "ConfigurationCommandId", "description": "Configuration"},
+            {"id": "PaperFeedCommandId", "description": "Paper feed"},
+            {"id": "DocumentCommandId", "description": "Document"},
+            {"id": "EmbossCommandId", "description": "Emboss"},
+            {"id": "TestingCommandId", "description": "Testing"},
+            {"id": "IpcCommandId", "description": "IPC", "argumentCount": 1,
+             "argumentTypes": [{"name": "a", "type": "b"}]}])";
+    // The described categories without the list's brackets.
+    const QByteArray entries = described.mid(described.indexOf('{')).chopped(1);
+    const QStringList describedLines{
+            line(QStringLiteral("1 \t Configuration ")), line(QStringLiteral("2 \t Paper feed ")),
+            line(QStringLiteral("3 \t Document ")),      line(QStringLiteral("4 \t Emboss ")),
+            line(QStringLiteral("5 \t Testing ")),       line(QStringLiteral("6 \t IPC ( a: b )"))};
+
+    QTest::newRow("every category described")
+            << answer("{" + success + R"(, "commandCategories": )" + described + "}")
+            << describedLines;
+    QTest::newRow("service failure: every category still listed")
+            << answer("{}")
+            << QStringList{categoriesFailed} + listingWithoutEntries(ls::CommandCategories::meta);
+    QTest::newRow("empty catalogue: every category still listed")
+            << answer("{" + success + R"(, "commandCategories": []})")
+            << listingWithoutEntries(ls::CommandCategories::meta);
+
+    QStringList replaced = describedLines;
+    replaced[0] = line(QStringLiteral("1 \t Newer "));
+    QTest::newRow("later duplicate id replaces the earlier")
+            << answer("{" + success + R"(, "commandCategories": [
+                    {"id": "ConfigurationCommandId", "description": "Older"}, )"
+                      + entries + R"(, {"id": "ConfigurationCommandId", "description": "Newer"}]})")
+            << replaced;
+    QTest::newRow("entries not maps or without id never shown")
+            << answer("{" + success + R"(, "commandCategories": ["junk", 7, [1],
+                      {"description": "no id"}, {"id": "", "description": "empty id"},
+                      {"id": "Unknown", "description": "no such category"}, )"
+                      + entries + "]}")
+            << describedLines;
+}
+
+void TestCommandParser::listCategories()
+{
+    if (simulator.isEmpty())
+        QSKIP("built without command-handler-sim");
+    QFETCH(QByteArray, script);
+    QFETCH(QStringList, expectedMessages);
+
+    QVERIFY(startPeer(script));
+    m_parser->listCategories();
+    QCOMPARE(MessageLog::messages(), expectedMessages);
+    QCOMPARE(m_peer->requests(), QStringList{categoriesRequest()});
+}
+
+void TestCommandParser::listCommands_data()
+{
+    QTest::addColumn<int>("category");
+    QTest::addColumn<QByteArray>("script");
+    QTest::addColumn<QStringList>("expectedMessages");
+    QTest::addColumn<QStringList>("expectedRequests");
+
+    const QByteArray emptyCatalogue = answer("{" + success + R"(, "commands": []})");
+    auto unknown = [](int category) {
+        return QStringList{
+                critical(sourceFile, listCommandsFunction,
+                         QStringLiteral("CommandParser::listCommands ERROR: Category %1 not found!")
+                                 .arg(category))};
+    };
+
+    QTest::newRow("unknown category: message only, no request")
+            << 99 << emptyCatalogue << unknown(99) << QStringList();
+    QTest::newRow("category 0 is unknown") << 0 << emptyCatalogue << unknown(0) << QStringList();
+    QTest::newRow("negative category") << -1 << emptyCatalogue << unknown(-1) << QStringList();
+    QTest::newRow("smallest int") << INT_MIN << emptyCatalogue << unknown(INT_MIN) << QStringList();
+
+    QTest::newRow("IPC commands described")
+            << 6 << answer("{" + success + R"(, "commands": [
+                    {"id": "Echo", "description": "Echo the words", "argumentCount": 2,
+                     "argumentTypes": [{"name": "first", "type": "string"},
+                                       {"name": "second", "type": "int"}]},
+                    {"id": "Ping", "description": "Ping", "argumentCount": 0},
+                    {"id": "Unlisted", "description": "never shown"},
+                    {"id": "GetServiceInfo", "description": "Service information"},
+                    {"id": "GetDeviceState", "description": "", "argumentCount": 1}]})")
+            << QStringList{line(QStringLiteral("601 \t Ping ")),
+                           line(QStringLiteral("602 \t Service information ")),
+                           line(QStringLiteral("603 \t Echo the words ( first: string, second: "
+                                               "int )")),
+                           line(QStringLiteral("604 \t  ( )"))}
+            << QStringList{commandsRequest(QStringLiteral("IpcCommandId"))};
+    QTest::newRow("service failure: every command still listed")
+            << 6 << answer("{}")
+            << QStringList{commandsFailed} + listingWithoutEntries(ls::IpcCommandId::meta)
+            << QStringList{commandsRequest(QStringLiteral("IpcCommandId"))};
+
+    const struct
+    {
+        int category;
+        const char *name;
+        const ls::MetaEnum &commands;
+    } categories[] = {
+            {1, "configuration chooses its commands", ls::ConfigurationCommandId::meta},
+            {2, "paper feed chooses its commands", ls::PaperFeedCommandId::meta},
+            {3, "document chooses its commands", ls::DocumentCommandId::meta},
+            {4, "emboss chooses its commands", ls::EmbossCommandId::meta},
+            {5, "testing chooses its commands", ls::TestingCommandId::meta},
+    };
+    for (const auto &row : categories) {
+        QTest::newRow(row.name) << row.category << emptyCatalogue
+                                << listingWithoutEntries(row.commands)
+                                << QStringList{commandsRequest(
+                                           ls::CommandCategories::meta.name(row.category))};
+    }
+}
+
+void TestCommandParser::listCommands()
+{
+    if (simulator.isEmpty())
+        QSKIP("built without command-handler-sim");
+    QFETCH(int, category);
+    QFETCH(QByteArray, script);
+    QFETCH(QStringList, expectedMessages);
+    QFETCH(QStringList, expectedRequests);
+
+    QVERIFY(startPeer(script));
+    m_parser->listCommands(category);
+    QCOMPARE(MessageLog::messages(), expectedMessages);
+    QCOMPARE(m_peer->requests(), expectedRequests);
+}
+
+void TestCommandParser::executeCommand_data()
+{
+    QTest::addColumn<int>("commandId");
+    QTest::addColumn<QVariantList>("args");
+    QTest::addColumn<QByteArray>("script");
+    QTest::addColumn<QStringList>("expectedMessages");
+    QTest::addColumn<QStringList>("expectedRequests");
+
+    auto details = [](const QByteArray &map) {
+        return answer("{" + success + R"(, "details": )" + map + "}");
+    };
+    auto handled = [](int commandId, const QByteArray &args) {
+        return QStringList{ScriptedPeer::normalised(R"({"args": )" + args
+                                                    + R"(, "commandId": {"s": "HandleCommand"},
+                   "senderId": {"s": "CommandHandler"}, "subCommandId": {"i": )"
+                                                    + QByteArray::number(commandId) + "}}")};
+    };
+    const QStringList pinged = handled(601, R"({"av": []})");
+
+    QTest::newRow("empty result writes nothing")
+            << 601 << QVariantList() << details("{}") << QStringList() << pinged;
+    QTest::newRow("keys in map order, upper case first")
+            << 601 << QVariantList() << details(R"({"b": 1, "a": "x", "B": true})")
+            << QStringList{field(QStringLiteral("B \t true")), field(QStringLiteral("a \t x")),
+                           field(QStringLiteral("b \t 1"))}
+            << pinged;
+    QTest::newRow("nested map and list skipped, neighbours written")
+            << 601 << QVariantList()
+            << details(R"({"a": "1", "m": {"x": 1}, "l": [1, 2], "z": "2"})")
+            << QStringList{field(QStringLiteral("a \t 1")), field(QStringLiteral("z \t 2"))}
+            << pinged;
+    QTest::newRow("empty value keeps the blank after the tab")
+            << 601 << QVariantList() << details(R"({"e": ""})")
+            << QStringList{field(QStringLiteral("e \t "))} << pinged;
+    QTest::newRow("numbers in decimal, booleans as words")
+            << 601 << QVariantList() << details(R"({"d": 1.5, "f": false, "n": -3})")
+            << QStringList{field(QStringLiteral("d \t 1.5")), field(QStringLiteral("f \t false")),
+                           field(QStringLiteral("n \t -3"))}
+            << pinged;
+    QTest::newRow("unquoted: tab, line break and quotes as they are")
+            << 601 << QVariantList() << details(R"({"say \"it\"": "a\tb\n\"c\""})")
+            << QStringList{field(QStringLiteral("say \"it\" \t a\tb\n\"c\""))} << pinged;
+    QTest::newRow("no details: the whole response")
+            << 601 << QVariantList() << answer("{" + success + R"(, "state": "idle"})")
+            << QStringList{field(QStringLiteral("errorId \t NoError")),
+                           field(QStringLiteral("resultId \t Success")),
+                           field(QStringLiteral("state \t idle"))}
+            << pinged;
+    QTest::newRow("arguments passed on unchanged")
+            << 603 << QVariantList{QStringLiteral("1"), QString(""), QStringLiteral("2")}
+            << details(R"({"echo": "1  2"})") << QStringList{field(QStringLiteral("echo \t 1  2"))}
+            << handled(603, R"({"av": [{"s": "1"}, {"s": ""}, {"s": "2"}]})");
+    QTest::newRow("failed request: only the failure")
+            << 601 << QVariantList()
+            << answer(R"({"resultId": "Failure", "errorId": "Busy", "details": {"a": "1"}})")
+            << QStringList{critical(
+                       QStringLiteral("CommandHandler.cpp"),
+                       QStringLiteral("const QVariantMap CommandHandler::executeCommand(int, "
+                                      "const QList<QVariant>&) const"),
+                       QStringLiteral("CommandHandler::executeCommand FAILED! Processing "
+                                      "HandleCommand failed."))}
+            << pinged;
+    QTest::newRow("unknown command: only the debug message, no request")
+            << 99 << QVariantList() << details(R"({"a": "1"})")
+            << QStringList{debug(QStringLiteral("CommandHandler.cpp"),
+                                 QStringLiteral("const QVariantMap CommandHandler::executeCommand("
+                                                "int, const QList<QVariant>&) const"),
+                                 QStringLiteral("\nCommand 99 not found!"))}
+            << QStringList();
+}
+
+void TestCommandParser::executeCommand()
+{
+    if (simulator.isEmpty())
+        QSKIP("built without command-handler-sim");
+    QFETCH(int, commandId);
+    QFETCH(QVariantList, args);
+    QFETCH(QByteArray, script);
+    QFETCH(QStringList, expectedMessages);
+    QFETCH(QStringList, expectedRequests);
+
+    QVERIFY(startPeer(script));
+    m_parser->executeCommand(commandId, args);
+    QCOMPARE(MessageLog::messages(), expectedMessages);
+    QCOMPARE(m_peer->requests(), expectedRequests);
 }
 
 QTEST_GUILESS_MAIN(TestCommandParser)
