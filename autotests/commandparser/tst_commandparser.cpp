@@ -706,6 +706,12 @@ void TestCommandParser::executeCommand_data()
             << QStringList{field(QStringLiteral("d \t 1.5")), field(QStringLiteral("f \t false")),
                            field(QStringLiteral("n \t -3"))}
             << pinged;
+    QTest::newRow("unsigned and 64-bit numbers in decimal")
+            << 601 << QVariantList() << details(R"({"u": {"$typed": "u", "value": 7},
+                           "x": {"$typed": "x", "value": -9000000000}})")
+            << QStringList{field(QStringLiteral("u \t 7")),
+                           field(QStringLiteral("x \t -9000000000"))}
+            << pinged;
     QTest::newRow("unquoted: tab, line break and quotes as they are")
             << 601 << QVariantList() << details(R"({"say \"it\"": "a\tb\n\"c\""})")
             << QStringList{field(QStringLiteral("say \"it\" \t a\tb\n\"c\""))} << pinged;
