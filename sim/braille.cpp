@@ -105,9 +105,11 @@ QString translate(const QString &table, const QString &text, bool *ok, QString *
 }
 
 QStringList layoutLines(const QString &table, const QString &text, int cellsPerLine, bool *ok,
-                        QString *error)
+                        QString *error, int *cellCount)
 {
     *ok = true;
+    if (cellCount)
+        *cellCount = 0;
     QStringList lines;
     if (text.isEmpty())
         return lines;
@@ -116,6 +118,8 @@ QStringList layoutLines(const QString &table, const QString &text, int cellsPerL
         QString cells = translate(table, paragraph, ok, error);
         if (!*ok)
             return {};
+        if (cellCount)
+            *cellCount += cells.size();
         if (cells.isEmpty()) {
             lines.append(QString());
             continue;

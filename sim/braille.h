@@ -20,9 +20,10 @@ bool isKnownTable(const QString &table);
 QString translate(const QString &table, const QString &text, bool *ok, QString *error = nullptr);
 
 // The lines of a text laid out on the device: each line of the text starts an embossed line,
-// long lines break at a blank cell where one fits, else at the width.
+// long lines break at a blank cell where one fits, else at the width. *cells counts the cells of
+// the translation, including the blanks that a line break swallows.
 QStringList layoutLines(const QString &table, const QString &text, int cellsPerLine, bool *ok,
-                        QString *error = nullptr);
+                        QString *error = nullptr, int *cells = nullptr);
 
 // The pages of those lines, each filled to the full page with blank cells so the file shows the
 // sheet as embossed.

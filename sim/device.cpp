@@ -462,28 +462,26 @@ Document *Device::findDocument(int id)
     return nullptr;
 }
 
-Device::Result Device::documentLayout(const QString &text, QStringList *lines) const
+Device::Result Device::documentLayout(const QString &text, Layout *layout) const
 {
     bool ok = false;
     QString error;
-    *lines = Braille::layoutLines(m_state.configuration.brailleTable, text,
-                                  m_state.configuration.cellsPerLine, &ok, &error);
+    layout->lines
+            = Braille::layoutLines(m_state.configuration.brailleTable, text,
+                                   m_state.configuration.cellsPerLine, &ok, &error, &layout->cells);
     return ok ? success() : failure(translationFailed, error);
 }
 
-QVariantMap Device::documentDetails(const Document &document, const QStringList &lines) const
+QVariantMap Device::documentDetails(const Document &document, const Layout &layout) const
 {
-    int cells = 0;
-    for (const QString &line : lines)
-        cells += line.size();
-    const int pages = Braille::pageCount(lines.size(), m_state.configuration.linesPerPage);
+    const int pages = Braille::pageCount(layout.lines.size(), m_state.configuration.linesPerPage);
     return {{QStringLiteral("documentId"), document.id},
             {QStringLiteral("title"), document.title},
             {QStringLiteral("state"),
              document.open ? QStringLiteral("open") : QStringLiteral("closed")},
             {QStringLiteral("characters"), int(document.text.size())},
-            {QStringLiteral("cells"), cells},
-            {QStringLiteral("lines"), int(lines.size())},
+            {QStringLiteral("cells"), layout.cells},
+            {QStringLiteral("lines"), int(layout.lines.size())},
             {QStringLiteral("pages"), pages},
             {QStringLiteral("sheets"), m_state.configuration.duplex ? (pages + 1) / 2 : pages}};
 }
@@ -694,7 +692,7 @@ Device::Result Device::addText(const Arguments &args)
                                                 .arg(id)
                                                 .arg(maximumDocumentLength));
     }
-    QStringList lines;
+    Layout lines;
     const Result layout = documentLayout(text, &lines);
     if (!layout.errorId.isEmpty())
         return layout;
@@ -710,7 +708,7 @@ Device::Result Device::closeDocument(const Arguments &args)
         return failure(noSuchDocument, QStringLiteral("There is no document %1").arg(id));
     if (!document->open)
         return failure(invalidState, QStringLiteral("Document %1 is closed already").arg(id));
-    QStringList lines;
+    Layout lines;
     const Result layout = documentLayout(document->text, &lines);
     if (!layout.errorId.isEmpty())
         return layout;
@@ -742,13 +740,13 @@ Device::Result Device::getDocumentInfo(const Arguments &args)
     const Document *document = findDocument(id);
     if (!document)
         return failure(noSuchDocument, QStringLiteral("There is no document %1").arg(id));
-    QStringList lines;
+    Layout lines;
     const Result layout = documentLayout(document->text, &lines);
     if (!layout.errorId.isEmpty())
         return layout;
     QVariantMap details = documentDetails(*document, lines);
     details.insert(QStringLiteral("text"), document->text);
-    details.insert(QStringLiteral("braille"), lines.join(QLatin1Char('\n')));
+    details.insert(QStringLiteral("braille"), lines.lines.join(QLatin1Char('\n')));
     return success(details);
 }
 
@@ -785,7 +783,7 @@ Device::Result Device::startEmbossing(const Arguments &args)
                        QStringLiteral("Document %1 is still open; close it first").arg(id));
     if (document->text.isEmpty())
         return failure(invalidState, QStringLiteral("Document %1 has no text").arg(id));
-    QStringList lines;
+    Layout lines;
     const Result layout = documentLayout(document->text, &lines);
     if (!layout.errorId.isEmpty())
         return layout;
@@ -794,7 +792,7 @@ Device::Result Device::startEmbossing(const Arguments &args)
         return ready;
     const Configuration &c = m_state.configuration;
     return startJob(id, args.at(1).toInt(),
-                    Braille::layoutPages(lines, c.cellsPerLine, c.linesPerPage));
+                    Braille::layoutPages(lines.lines, c.cellsPerLine, c.linesPerPage));
 }
 
 Device::Result Device::pauseEmbossing(const Arguments &)
@@ -841,7 +839,7 @@ Device::Result Device::embossText(const Arguments &args)
     const QString text = args.at(0).toString();
     if (text.isEmpty())
         return failure(invalidArgument, QStringLiteral("There is no text to emboss"));
-    QStringList lines;
+    Layout lines;
     const Result layout = documentLayout(text, &lines);
     if (!layout.errorId.isEmpty())
         return layout;
@@ -849,7 +847,7 @@ Device::Result Device::embossText(const Arguments &args)
     if (!ready.errorId.isEmpty())
         return ready;
     const Configuration &c = m_state.configuration;
-    return startJob(0, 1, Braille::layoutPages(lines, c.cellsPerLine, c.linesPerPage));
+    return startJob(0, 1, Braille::layoutPages(lines.lines, c.cellsPerLine, c.linesPerPage));
 }
 
 // Testing

@@ -88,8 +88,13 @@ private:
     void writePage(int copy, int page, const QString &cells);
     Result startJob(int documentId, int copies, const QStringList &pages);
     Document *findDocument(int id);
-    Result documentLayout(const QString &text, QStringList *lines) const;
-    QVariantMap documentDetails(const Document &document, const QStringList &lines) const;
+    struct Layout
+    {
+        QStringList lines;
+        int cells = 0;
+    };
+    Result documentLayout(const QString &text, Layout *layout) const;
+    QVariantMap documentDetails(const Document &document, const Layout &layout) const;
     QVariantMap configurationDetails() const;
     QVariantMap jobDetails() const;
     static QString jobStateName(JobState state);
