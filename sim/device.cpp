@@ -125,45 +125,46 @@ QVariantMap Device::handle(const QVariantMap &request)
 {
     ++m_requestsServed;
     advanceJob();
-
-    QVariantMap response;
-    const QVariant commandId = request.value(ls::commandIdKey);
-    if (commandId.userType() != QMetaType::QString) {
-        response = answer(failure(invalidRequest,
-                                  QStringLiteral("The request has no command id text under \"%1\"")
-                                          .arg(ls::commandIdKey)));
-    } else if (commandId.toString() == ls::CommandHandlerCmdId::GetCommandCategories) {
-        response = answer(success(), {{ls::commandCategoriesKey, Catalogue::categoryEntries()}});
-    } else if (commandId.toString() == ls::CommandHandlerCmdId::GetCommands) {
-        const QVariant category = request.value(ls::categoryKey);
-        bool known = false;
-        const QVariantList entries
-                = category.userType() == QMetaType::QString
-                          ? Catalogue::commandEntries(category.toString(), &known)
-                          : QVariantList();
-        if (category.userType() != QMetaType::QString) {
-            response = answer(
-                    failure(invalidRequest, QStringLiteral("The request has no category name under "
-                                                           "\"%1\"")
-                                                    .arg(ls::categoryKey)));
-        } else if (!known) {
-            response = answer(
-                    failure(unknownCategory, QStringLiteral("There is no command category \"%1\"")
-                                                     .arg(category.toString())));
-        } else {
-            response = answer(success(), {{ls::commandsKey, entries}});
-        }
-    } else if (commandId.toString() == ls::CommandHandlerCmdId::HandleCommand) {
-        response = handleCommand(request);
-    } else {
-        response = answer(
-                failure(invalidRequest,
-                        QStringLiteral("Unknown request \"%1\"").arg(commandId.toString())));
-    }
-
+    const QVariantMap response = dispatch(request);
     if (m_stateFile)
         m_stateFile->save(m_state);
     return response;
+}
+
+QVariantMap Device::dispatch(const QVariantMap &request)
+{
+    const QVariant commandId = request.value(ls::commandIdKey);
+    if (commandId.userType() != QMetaType::QString) {
+        return answer(failure(invalidRequest,
+                              QStringLiteral("The request has no command id text under \"%1\"")
+                                      .arg(ls::commandIdKey)));
+    }
+    const QString id = commandId.toString();
+    if (id == ls::CommandHandlerCmdId::GetCommandCategories)
+        return answer(success(), {{ls::commandCategoriesKey, Catalogue::categoryEntries()}});
+    if (id == ls::CommandHandlerCmdId::GetCommands)
+        return commandList(request);
+    if (id == ls::CommandHandlerCmdId::HandleCommand)
+        return handleCommand(request);
+    return answer(failure(invalidRequest, QStringLiteral("Unknown request \"%1\"").arg(id)));
+}
+
+QVariantMap Device::commandList(const QVariantMap &request) const
+{
+    const QVariant category = request.value(ls::categoryKey);
+    if (category.userType() != QMetaType::QString) {
+        return answer(failure(invalidRequest,
+                              QStringLiteral("The request has no category name under \"%1\"")
+                                      .arg(ls::categoryKey)));
+    }
+    bool known = false;
+    const QVariantList entries = Catalogue::commandEntries(category.toString(), &known);
+    if (!known) {
+        return answer(failure(
+                unknownCategory,
+                QStringLiteral("There is no command category \"%1\"").arg(category.toString())));
+    }
+    return answer(success(), {{ls::commandsKey, entries}});
 }
 
 QVariantMap Device::handleCommand(const QVariantMap &request)
@@ -986,7 +987,7 @@ Device::Result Device::getServiceInfo(const Arguments &)
     return success({{QStringLiteral("service"), ls::ServiceId::CommandHandler},
                     {QStringLiteral("version"), QStringLiteral(SIM_VERSION)},
                     {QStringLiteral("liblouisVersion"), Braille::louisVersion()},
-                    {QStringLiteral("uptime"), int(m_uptime.elapsed() / 1000)},
+                    {QStringLiteral("uptimeSeconds"), int(m_uptime.elapsed() / 1000)},
                     {QStringLiteral("requestsServed"), m_requestsServed},
                     {QStringLiteral("pageTiming"), m_options.stepPerRequest
                                                            ? QStringLiteral("per request")

@@ -72,6 +72,8 @@ private:
     static Result failure(const QString &errorId, const QString &message);
     static QVariantMap answer(const Result &result, const QVariantMap &payload = {});
 
+    QVariantMap dispatch(const QVariantMap &request);
+    QVariantMap commandList(const QVariantMap &request) const;
     QVariantMap handleCommand(const QVariantMap &request);
     Result parseArguments(const Catalogue::Command &command, const QVariantList &words,
                           Arguments *arguments) const;

@@ -366,8 +366,8 @@ void DeviceTest::serviceInfoCountsRequests()
     QCOMPARE(info.value(QStringLiteral("service")).toString(), QStringLiteral("CommandHandler"));
     QCOMPARE(info.value(QStringLiteral("version")).toString(), QStringLiteral("1.0.0"));
     QVERIFY(!info.value(QStringLiteral("liblouisVersion")).toString().isEmpty());
-    QCOMPARE(info.value(QStringLiteral("uptime")).userType(), int(QMetaType::Int));
-    QVERIFY(info.value(QStringLiteral("uptime")).toInt() >= 0);
+    QCOMPARE(info.value(QStringLiteral("uptimeSeconds")).userType(), int(QMetaType::Int));
+    QVERIFY(info.value(QStringLiteral("uptimeSeconds")).toInt() >= 0);
     QCOMPARE(info.value(QStringLiteral("requestsServed")).toInt(), 3);
     QCOMPARE(info.value(QStringLiteral("pageTiming")).toString(), QStringLiteral("per second"));
 
@@ -1440,7 +1440,8 @@ void DeviceTest::stateSurvivesRestart()
     QTemporaryDir dir;
     QVERIFY(dir.isValid());
     DeviceOptions options = stepping();
-    options.stateFile = dir.filePath(QStringLiteral("state.json"));
+    // The folder does not exist yet: the device makes it.
+    options.stateFile = dir.filePath(QStringLiteral("device/state.json"));
     using namespace ls;
     const QString one = QStringLiteral("1");
     {
@@ -1471,7 +1472,7 @@ void DeviceTest::stateSurvivesRestart()
         QCOMPARE(saved.value(QStringLiteral("pendingFault")).toString(),
                  QStringLiteral("cover-open"));
     }
-    QCOMPARE(QDir(dir.path()).entryList(QDir::Files | QDir::Hidden),
+    QCOMPARE(QDir(dir.filePath(QStringLiteral("device"))).entryList(QDir::Files | QDir::Hidden),
              QStringList(QStringLiteral("state.json")));
 
     Device device(options);
