@@ -1388,6 +1388,17 @@ void DeviceTest::pageFiles_data()
     QString fullCellPage;
     for (int i = 0; i < 10; ++i)
         fullCellPage += QString(10, QChar(0x283f)) + QLatin1Char('\n');
+    QString gridPage;
+    QString alphabetPage;
+    const QString alphabet = QStringLiteral("⠁⠃⠉⠙⠑⠋⠛⠓⠊⠚⠅⠇⠍⠝⠕⠏⠟⠗⠎⠞⠥⠧⠺⠭⠽⠵");
+    for (int line = 0; line < 10; ++line) {
+        for (int cell = 0; cell < 10; ++cell) {
+            gridPage += (line + cell) % 2 == 0 ? QChar(0x283f) : QChar(0x2800);
+            alphabetPage += alphabet.at((line + cell) % alphabet.size());
+        }
+        gridPage += QLatin1Char('\n');
+        alphabetPage += QLatin1Char('\n');
+    }
     QString firstOfDocument;
     for (int i = 0; i < 10; ++i)
         firstOfDocument += QStringLiteral("⠁⠃⠉⠀⠁⠃⠉") + blanks(3) + QLatin1Char('\n');
@@ -1399,6 +1410,14 @@ void DeviceTest::pageFiles_data()
             << (Steps(smallPages) << step(TestingCommandId::EmbossTestPage,
                                           {QStringLiteral("full-cell")}))
             << QStringList({QStringLiteral("job-1-copy-1-page-1.txt")}) << fullCellPage;
+    QTest::newRow("grid test page")
+            << (Steps(smallPages) << step(TestingCommandId::EmbossTestPage,
+                                          {QStringLiteral("grid")}))
+            << QStringList({QStringLiteral("job-1-copy-1-page-1.txt")}) << gridPage;
+    QTest::newRow("alphabet test page, each line one letter on")
+            << (Steps(smallPages) << step(TestingCommandId::EmbossTestPage,
+                                          {QStringLiteral("alphabet")}))
+            << QStringList({QStringLiteral("job-1-copy-1-page-1.txt")}) << alphabetPage;
     QTest::newRow("three pages, two copies")
             << (Steps(smallPages) << step(DocumentCommandId::OpenDocument, {QStringLiteral("D")})
                                   << step(DocumentCommandId::AddText, {one, words(50)})
