@@ -1,0 +1,97 @@
+// A stand-in for a service on the private test bus. It owns the bus name of the service id given
+// as its only argument and answers "Process" according to the request's command id: it echoes
+// the request back, or misbehaves in the way the command id names.
+#include <ls/dbuscontract.h>
+#include <ls/messagekeys.h>
+
+#include <QCoreApplication>
+#include <QDBusConnection>
+#include <QDBusMessage>
+#include <QDBusVirtualObject>
+#include <QStringList>
+#include <QVariantList>
+#include <QVariantMap>
+
+#include <cstdio>
+#include <unistd.h>
+
+namespace {
+
+// The request value under "depth" and "shape" ("map" or "list") say how deep and of what kind.
+QVariant nested(const QString &shape, int levels)
+{
+    QVariant value = QStringLiteral("bottom");
+    for (int i = 0; i < levels; ++i) {
+        if (shape == QLatin1String("list"))
+            value = QVariantList{value};
+        else
+            value = QVariantMap{{QStringLiteral("inner"), value}};
+    }
+    return value;
+}
+
+class Peer : public QDBusVirtualObject
+{
+public:
+    QString introspect(const QString &) const override { return QString(); }
+
+    bool handleMessage(const QDBusMessage &message, const QDBusConnection &connection) override
+    {
+        if (message.interface() != ls::serviceInterface || message.member() != ls::processMethod)
+            return false;
+        const QVariantMap request = ls::fromDBusValue(message.arguments().value(0)).toMap();
+        const QString command = request.value(ls::commandIdKey).toString();
+
+        if (command == QLatin1String("NoReply"))
+            return true;
+        if (command == QLatin1String("Exit"))
+            ::_exit(0);
+
+        QDBusMessage reply;
+        if (command == QLatin1String("Error")) {
+            reply = message.createErrorReply(QStringLiteral("se.tarnvik.Error.Test"),
+                                             QStringLiteral("Refused\tby \"the\" peer: åäö"));
+        } else if (command == QLatin1String("WrongSignature")) {
+            reply = message.createReply(QVariant(QStringLiteral("not a map")));
+        } else if (command == QLatin1String("TwoMaps")) {
+            reply = message.createReply(QVariantList{QVariantMap(), QVariantMap()});
+        } else if (command == QLatin1String("Empty")) {
+            reply = message.createReply();
+        } else if (command == QLatin1String("StringList")) {
+            reply = message.createReply(QVariantMap{
+                    {ls::resultIdKey, ls::ResultId::Success},
+                    {QStringLiteral("strings"),
+                     QStringList{QStringLiteral("a"), QString(), QStringLiteral("ö\tx")}}});
+        } else if (command == QLatin1String("Nested")) {
+            // The whole answer is the nested value's map form: one top-level map holding it.
+            const QVariant value = nested(request.value(QStringLiteral("shape")).toString(),
+                                          request.value(QStringLiteral("depth")).toInt());
+            reply = message.createReply(QVariantMap{{QStringLiteral("value"), value}});
+        } else {
+            // Echo: the arguments as received, so the answer is byte for byte what was sent.
+            reply = message.createReply(message.arguments());
+        }
+        connection.send(reply);
+        return true;
+    }
+};
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    QCoreApplication app(argc, argv);
+    const QStringList arguments = app.arguments();
+    const QString serviceId
+            = arguments.size() > 1 ? arguments.at(1) : ls::ServiceId::CommandHandler;
+
+    QDBusConnection bus = QDBusConnection::systemBus();
+    Peer peer;
+    if (!bus.registerVirtualObject(ls::objectPath(serviceId), &peer)
+        || !bus.registerService(ls::busName(serviceId))) {
+        std::fprintf(stderr, "testpeer: cannot serve %s: %s\n", qPrintable(ls::busName(serviceId)),
+                     qPrintable(bus.lastError().message()));
+        return 1;
+    }
+    return app.exec();
+}
