@@ -34,6 +34,7 @@ const QString faultOutOfPaper = QStringLiteral("out-of-paper");
 
 constexpr int maximumDocuments = 100;
 constexpr int maximumDocumentLength = 65536;
+constexpr int maximumTitleLength = 200;
 constexpr int maximumLogEntries = 100;
 
 // A sub-command id is a number; a text or a fraction that happens to convert is a caller's
@@ -383,6 +384,13 @@ void Device::advanceJob()
     }
 }
 
+bool Device::nextPageNeedsSheet() const
+{
+    // In duplex the back of a sheet takes the next page; every copy starts on a fresh sheet.
+    const int page = m_job.pagesDone % m_job.pages.size();
+    return !m_state.configuration.duplex || page % 2 == 0;
+}
+
 void Device::embossNextPage()
 {
     const auto pause = [this](const QString &reason, const QString &message) {
@@ -401,12 +409,9 @@ void Device::embossNextPage()
         return;
     }
 
-    const int pagesPerCopy = m_job.pages.size();
-    const int copy = m_job.pagesDone / pagesPerCopy;
-    const int page = m_job.pagesDone % pagesPerCopy;
-    // In duplex the back of a sheet takes the next page; every copy starts on a fresh sheet.
-    const bool newSheet = !m_state.configuration.duplex || page % 2 == 0;
-    if (newSheet) {
+    const int copy = m_job.pagesDone / m_job.pages.size();
+    const int page = m_job.pagesDone % m_job.pages.size();
+    if (nextPageNeedsSheet()) {
         if (m_state.paper.sheetInPosition) {
             m_state.paper.sheetInPosition = false;
         } else if (m_state.paper.sheetsLoaded > 0) {
@@ -444,6 +449,8 @@ void Device::writePage(int copy, int page, const QString &cells)
 
 Device::Result Device::startJob(int documentId, int copies, const QStringList &pages)
 {
+    if (pages.isEmpty())
+        return failure(invalidState, QStringLiteral("There is nothing to emboss"));
     m_job = Job();
     m_job.id = m_state.nextJobId++;
     m_job.documentId = documentId;
@@ -670,6 +677,11 @@ Device::Result Device::openDocument(const Arguments &args)
                                                     "delete one first")
                                              .arg(maximumDocuments));
     }
+    if (args.at(0).toString().size() > maximumTitleLength) {
+        return failure(
+                invalidArgument,
+                QStringLiteral("The title is longer than %1 characters").arg(maximumTitleLength));
+    }
     Document document;
     document.id = m_state.nextDocumentId++;
     document.title = args.at(0).toString();
@@ -809,7 +821,7 @@ Device::Result Device::resumeEmbossing(const Arguments &)
 {
     if (m_job.state != JobState::Paused)
         return failure(invalidState, QStringLiteral("No job is paused"));
-    const Result ready = checkPaperReady();
+    const Result ready = nextPageNeedsSheet() ? checkPaperReady() : takeFault();
     if (!ready.errorId.isEmpty())
         return ready;
     m_job.state = JobState::Embossing;
@@ -840,6 +852,11 @@ Device::Result Device::embossText(const Arguments &args)
     const QString text = args.at(0).toString();
     if (text.isEmpty())
         return failure(invalidArgument, QStringLiteral("There is no text to emboss"));
+    if (text.size() > maximumDocumentLength) {
+        return failure(
+                invalidArgument,
+                QStringLiteral("The text is longer than %1 characters").arg(maximumDocumentLength));
+    }
     Layout lines;
     const Result layout = documentLayout(text, &lines);
     if (!layout.errorId.isEmpty())

@@ -86,6 +86,7 @@ private:
     Result checkPaperReady();
     void logError(const QString &code, const QString &message);
     void advanceJob();
+    bool nextPageNeedsSheet() const;
     void embossNextPage();
     void writePage(int copy, int page, const QString &cells);
     Result startJob(int documentId, int copies, const QStringList &pages);

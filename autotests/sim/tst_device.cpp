@@ -949,6 +949,17 @@ void DeviceTest::commandErrors_data()
             << Steps({step(PaperFeedCommandId::LoadPaper, {one})})
             << step(EmbossCommandId::EmbossText, {QString()}) << argument;
 
+    QTest::newRow("title too long")
+            << Steps() << step(DocumentCommandId::OpenDocument, {QString(201, QLatin1Char('t'))})
+            << argument;
+    QTest::newRow("document would grow too long")
+            << Steps({step(DocumentCommandId::OpenDocument, {QStringLiteral("A")}),
+                      step(DocumentCommandId::AddText, {one, QString(65536, QLatin1Char('a'))})})
+            << step(DocumentCommandId::AddText, {one, QStringLiteral("a")}) << argument;
+    QTest::newRow("text too long to emboss")
+            << Steps({step(PaperFeedCommandId::LoadPaper, {one})})
+            << step(EmbossCommandId::EmbossText, {QString(65537, QLatin1Char('a'))}) << argument;
+
     QTest::newRow("configuration while embossing")
             << embossing << step(ConfigurationCommandId::SetCellsPerLine, {QStringLiteral("20")})
             << busy;
@@ -1175,6 +1186,26 @@ void DeviceTest::scenario_data()
                            {QStringLiteral("sheetsUsed"), 4},
                            {QStringLiteral("state"), QStringLiteral("Idle")}})
                 << fields({{QStringLiteral("sheetsLoaded"), 6}}));
+
+    QTest::newRow("paused before a back page, resumes without paper")
+            << (Steps(smallPages) << step(ConfigurationCommandId::SetDuplex, {one})
+                                  << closedDocument(words(50), 1)
+                                  << step(EmbossCommandId::StartEmbossing, {one, one})
+                                  << step(EmbossCommandId::PauseEmbossing)
+                                  << step(EmbossCommandId::ResumeEmbossing)
+                                  << step(EmbossCommandId::GetEmbossStatus)
+                                  << step(EmbossCommandId::GetEmbossStatus))
+            << (Expectations(smallPagesDone)
+                << QVariantMap() << QVariantMap() << QVariantMap() << QVariantMap()
+                << fields({{QStringLiteral("sheetsLoaded"), 1}}) << QVariantMap()
+                << fields({{QStringLiteral("state"), QStringLiteral("Paused")},
+                           {QStringLiteral("pauseReason"), QStringLiteral("User")},
+                           {QStringLiteral("pagesDone"), 1}})
+                << fields({{QStringLiteral("state"), QStringLiteral("Embossing")}})
+                << fields({{QStringLiteral("pagesDone"), 2}, {QStringLiteral("sheetsUsed"), 1}})
+                << fields({{QStringLiteral("state"), QStringLiteral("Paused")},
+                           {QStringLiteral("pauseReason"), QStringLiteral("OutOfPaper")},
+                           {QStringLiteral("pagesDone"), 2}}));
 
     QTest::newRow("jam pauses a running job until resumed")
             << (Steps(smallPages)
