@@ -207,9 +207,9 @@ Device::Result Device::parseArguments(const Catalogue::Command &command, const Q
         texts.append(word);
     }
 
-    const auto &specs = command.arguments;
-    const int expected = specs.size();
-    const bool restIsText = expected > 0 && specs.last().type == Catalogue::ArgumentType::String;
+    const auto &rules = command.arguments;
+    const int expected = rules.size();
+    const bool restIsText = expected > 0 && rules.last().type == Catalogue::ArgumentType::String;
     if (texts.size() < expected || (texts.size() > expected && !restIsText)) {
         return failure(invalidArgumentCount, QStringLiteral("%1 takes %2 argument(s), %3 given")
                                                      .arg(command.name)
@@ -225,26 +225,26 @@ Device::Result Device::parseArguments(const Catalogue::Command &command, const Q
 
     static const QRegularExpression decimal(QStringLiteral("^[+-]?[0-9]+$"));
     for (int i = 0; i < expected; ++i) {
-        const Catalogue::Argument &spec = specs.at(i);
+        const Catalogue::Argument &rule = rules.at(i);
         const QString &text = texts.at(i);
-        switch (spec.type) {
+        switch (rule.type) {
         case Catalogue::ArgumentType::Int: {
             bool ok = decimal.match(text).hasMatch();
             const int value = ok ? text.toInt(&ok, 10) : 0;
             if (!ok) {
                 return failure(invalidArgument,
                                QStringLiteral("%1 must be a whole number, not \"%2\"")
-                                       .arg(spec.name, text));
+                                       .arg(rule.name, text));
             }
-            if (value < spec.minimum || value > spec.maximum) {
-                const QString range = spec.maximum == INT_MAX
-                                              ? QStringLiteral("at least %1").arg(spec.minimum)
+            if (value < rule.minimum || value > rule.maximum) {
+                const QString range = rule.maximum == INT_MAX
+                                              ? QStringLiteral("at least %1").arg(rule.minimum)
                                               : QStringLiteral("from %1 to %2")
-                                                        .arg(spec.minimum)
-                                                        .arg(spec.maximum);
+                                                        .arg(rule.minimum)
+                                                        .arg(rule.maximum);
                 return failure(
                         invalidArgument,
-                        QStringLiteral("%1 must be %2, not %3").arg(spec.name, range).arg(value));
+                        QStringLiteral("%1 must be %2, not %3").arg(rule.name, range).arg(value));
             }
             arguments->append(value);
             break;
@@ -257,15 +257,15 @@ Device::Result Device::parseArguments(const Catalogue::Command &command, const Q
             } else {
                 return failure(invalidArgument,
                                QStringLiteral("%1 must be true, false, 1 or 0, not \"%2\"")
-                                       .arg(spec.name, text));
+                                       .arg(rule.name, text));
             }
             break;
         case Catalogue::ArgumentType::String:
-            if (!spec.choices.isEmpty() && !spec.choices.contains(text)) {
+            if (!rule.choices.isEmpty() && !rule.choices.contains(text)) {
                 return failure(
                         invalidArgument,
                         QStringLiteral("%1 must be one of %2, not \"%3\"")
-                                .arg(spec.name, spec.choices.join(QStringLiteral(", ")), text));
+                                .arg(rule.name, rule.choices.join(QStringLiteral(", ")), text));
             }
             arguments->append(text);
             break;
