@@ -34,6 +34,7 @@ const QString faultOutOfPaper = QStringLiteral("out-of-paper");
 
 constexpr int maximumDocuments = 100;
 constexpr int maximumDocumentLength = 65536;
+constexpr int maximumTitleLength = 200;
 constexpr int maximumLogEntries = 100;
 
 // A sub-command id is a number; a text or a fraction that happens to convert is a caller's
@@ -125,45 +126,46 @@ QVariantMap Device::handle(const QVariantMap &request)
 {
     ++m_requestsServed;
     advanceJob();
-
-    QVariantMap response;
-    const QVariant commandId = request.value(ls::commandIdKey);
-    if (commandId.userType() != QMetaType::QString) {
-        response = answer(failure(invalidRequest,
-                                  QStringLiteral("The request has no command id text under \"%1\"")
-                                          .arg(ls::commandIdKey)));
-    } else if (commandId.toString() == ls::CommandHandlerCmdId::GetCommandCategories) {
-        response = answer(success(), {{ls::commandCategoriesKey, Catalogue::categoryEntries()}});
-    } else if (commandId.toString() == ls::CommandHandlerCmdId::GetCommands) {
-        const QVariant category = request.value(ls::categoryKey);
-        bool known = false;
-        const QVariantList entries
-                = category.userType() == QMetaType::QString
-                          ? Catalogue::commandEntries(category.toString(), &known)
-                          : QVariantList();
-        if (category.userType() != QMetaType::QString) {
-            response = answer(
-                    failure(invalidRequest, QStringLiteral("The request has no category name under "
-                                                           "\"%1\"")
-                                                    .arg(ls::categoryKey)));
-        } else if (!known) {
-            response = answer(
-                    failure(unknownCategory, QStringLiteral("There is no command category \"%1\"")
-                                                     .arg(category.toString())));
-        } else {
-            response = answer(success(), {{ls::commandsKey, entries}});
-        }
-    } else if (commandId.toString() == ls::CommandHandlerCmdId::HandleCommand) {
-        response = handleCommand(request);
-    } else {
-        response = answer(
-                failure(invalidRequest,
-                        QStringLiteral("Unknown request \"%1\"").arg(commandId.toString())));
-    }
-
+    const QVariantMap response = dispatch(request);
     if (m_stateFile)
         m_stateFile->save(m_state);
     return response;
+}
+
+QVariantMap Device::dispatch(const QVariantMap &request)
+{
+    const QVariant commandId = request.value(ls::commandIdKey);
+    if (commandId.userType() != QMetaType::QString) {
+        return answer(failure(invalidRequest,
+                              QStringLiteral("The request has no command id text under \"%1\"")
+                                      .arg(ls::commandIdKey)));
+    }
+    const QString id = commandId.toString();
+    if (id == ls::CommandHandlerCmdId::GetCommandCategories)
+        return answer(success(), {{ls::commandCategoriesKey, Catalogue::categoryEntries()}});
+    if (id == ls::CommandHandlerCmdId::GetCommands)
+        return commandList(request);
+    if (id == ls::CommandHandlerCmdId::HandleCommand)
+        return handleCommand(request);
+    return answer(failure(invalidRequest, QStringLiteral("Unknown request \"%1\"").arg(id)));
+}
+
+QVariantMap Device::commandList(const QVariantMap &request) const
+{
+    const QVariant category = request.value(ls::categoryKey);
+    if (category.userType() != QMetaType::QString) {
+        return answer(failure(invalidRequest,
+                              QStringLiteral("The request has no category name under \"%1\"")
+                                      .arg(ls::categoryKey)));
+    }
+    bool known = false;
+    const QVariantList entries = Catalogue::commandEntries(category.toString(), &known);
+    if (!known) {
+        return answer(failure(
+                unknownCategory,
+                QStringLiteral("There is no command category \"%1\"").arg(category.toString())));
+    }
+    return answer(success(), {{ls::commandsKey, entries}});
 }
 
 QVariantMap Device::handleCommand(const QVariantMap &request)
@@ -205,9 +207,9 @@ Device::Result Device::parseArguments(const Catalogue::Command &command, const Q
         texts.append(word);
     }
 
-    const auto &specs = command.arguments;
-    const int expected = specs.size();
-    const bool restIsText = expected > 0 && specs.last().type == Catalogue::ArgumentType::String;
+    const auto &rules = command.arguments;
+    const int expected = rules.size();
+    const bool restIsText = expected > 0 && rules.last().type == Catalogue::ArgumentType::String;
     if (texts.size() < expected || (texts.size() > expected && !restIsText)) {
         return failure(invalidArgumentCount, QStringLiteral("%1 takes %2 argument(s), %3 given")
                                                      .arg(command.name)
@@ -223,26 +225,26 @@ Device::Result Device::parseArguments(const Catalogue::Command &command, const Q
 
     static const QRegularExpression decimal(QStringLiteral("^[+-]?[0-9]+$"));
     for (int i = 0; i < expected; ++i) {
-        const Catalogue::Argument &spec = specs.at(i);
+        const Catalogue::Argument &rule = rules.at(i);
         const QString &text = texts.at(i);
-        switch (spec.type) {
+        switch (rule.type) {
         case Catalogue::ArgumentType::Int: {
             bool ok = decimal.match(text).hasMatch();
             const int value = ok ? text.toInt(&ok, 10) : 0;
             if (!ok) {
                 return failure(invalidArgument,
                                QStringLiteral("%1 must be a whole number, not \"%2\"")
-                                       .arg(spec.name, text));
+                                       .arg(rule.name, text));
             }
-            if (value < spec.minimum || value > spec.maximum) {
-                const QString range = spec.maximum == INT_MAX
-                                              ? QStringLiteral("at least %1").arg(spec.minimum)
+            if (value < rule.minimum || value > rule.maximum) {
+                const QString range = rule.maximum == INT_MAX
+                                              ? QStringLiteral("at least %1").arg(rule.minimum)
                                               : QStringLiteral("from %1 to %2")
-                                                        .arg(spec.minimum)
-                                                        .arg(spec.maximum);
+                                                        .arg(rule.minimum)
+                                                        .arg(rule.maximum);
                 return failure(
                         invalidArgument,
-                        QStringLiteral("%1 must be %2, not %3").arg(spec.name, range).arg(value));
+                        QStringLiteral("%1 must be %2, not %3").arg(rule.name, range).arg(value));
             }
             arguments->append(value);
             break;
@@ -255,15 +257,15 @@ Device::Result Device::parseArguments(const Catalogue::Command &command, const Q
             } else {
                 return failure(invalidArgument,
                                QStringLiteral("%1 must be true, false, 1 or 0, not \"%2\"")
-                                       .arg(spec.name, text));
+                                       .arg(rule.name, text));
             }
             break;
         case Catalogue::ArgumentType::String:
-            if (!spec.choices.isEmpty() && !spec.choices.contains(text)) {
+            if (!rule.choices.isEmpty() && !rule.choices.contains(text)) {
                 return failure(
                         invalidArgument,
                         QStringLiteral("%1 must be one of %2, not \"%3\"")
-                                .arg(spec.name, spec.choices.join(QStringLiteral(", ")), text));
+                                .arg(rule.name, rule.choices.join(QStringLiteral(", ")), text));
             }
             arguments->append(text);
             break;
@@ -382,6 +384,13 @@ void Device::advanceJob()
     }
 }
 
+bool Device::nextPageNeedsSheet() const
+{
+    // In duplex the back of a sheet takes the next page; every copy starts on a fresh sheet.
+    const int page = m_job.pagesDone % m_job.pages.size();
+    return !m_state.configuration.duplex || page % 2 == 0;
+}
+
 void Device::embossNextPage()
 {
     const auto pause = [this](const QString &reason, const QString &message) {
@@ -400,12 +409,9 @@ void Device::embossNextPage()
         return;
     }
 
-    const int pagesPerCopy = m_job.pages.size();
-    const int copy = m_job.pagesDone / pagesPerCopy;
-    const int page = m_job.pagesDone % pagesPerCopy;
-    // In duplex the back of a sheet takes the next page; every copy starts on a fresh sheet.
-    const bool newSheet = !m_state.configuration.duplex || page % 2 == 0;
-    if (newSheet) {
+    const int copy = m_job.pagesDone / m_job.pages.size();
+    const int page = m_job.pagesDone % m_job.pages.size();
+    if (nextPageNeedsSheet()) {
         if (m_state.paper.sheetInPosition) {
             m_state.paper.sheetInPosition = false;
         } else if (m_state.paper.sheetsLoaded > 0) {
@@ -443,6 +449,8 @@ void Device::writePage(int copy, int page, const QString &cells)
 
 Device::Result Device::startJob(int documentId, int copies, const QStringList &pages)
 {
+    if (pages.isEmpty())
+        return failure(invalidState, QStringLiteral("There is nothing to emboss"));
     m_job = Job();
     m_job.id = m_state.nextJobId++;
     m_job.documentId = documentId;
@@ -669,6 +677,11 @@ Device::Result Device::openDocument(const Arguments &args)
                                                     "delete one first")
                                              .arg(maximumDocuments));
     }
+    if (args.at(0).toString().size() > maximumTitleLength) {
+        return failure(
+                invalidArgument,
+                QStringLiteral("The title is longer than %1 characters").arg(maximumTitleLength));
+    }
     Document document;
     document.id = m_state.nextDocumentId++;
     document.title = args.at(0).toString();
@@ -808,7 +821,7 @@ Device::Result Device::resumeEmbossing(const Arguments &)
 {
     if (m_job.state != JobState::Paused)
         return failure(invalidState, QStringLiteral("No job is paused"));
-    const Result ready = checkPaperReady();
+    const Result ready = nextPageNeedsSheet() ? checkPaperReady() : takeFault();
     if (!ready.errorId.isEmpty())
         return ready;
     m_job.state = JobState::Embossing;
@@ -839,6 +852,11 @@ Device::Result Device::embossText(const Arguments &args)
     const QString text = args.at(0).toString();
     if (text.isEmpty())
         return failure(invalidArgument, QStringLiteral("There is no text to emboss"));
+    if (text.size() > maximumDocumentLength) {
+        return failure(
+                invalidArgument,
+                QStringLiteral("The text is longer than %1 characters").arg(maximumDocumentLength));
+    }
     Layout lines;
     const Result layout = documentLayout(text, &lines);
     if (!layout.errorId.isEmpty())
@@ -986,7 +1004,7 @@ Device::Result Device::getServiceInfo(const Arguments &)
     return success({{QStringLiteral("service"), ls::ServiceId::CommandHandler},
                     {QStringLiteral("version"), QStringLiteral(SIM_VERSION)},
                     {QStringLiteral("liblouisVersion"), Braille::louisVersion()},
-                    {QStringLiteral("uptime"), int(m_uptime.elapsed() / 1000)},
+                    {QStringLiteral("uptimeSeconds"), int(m_uptime.elapsed() / 1000)},
                     {QStringLiteral("requestsServed"), m_requestsServed},
                     {QStringLiteral("pageTiming"), m_options.stepPerRequest
                                                            ? QStringLiteral("per request")

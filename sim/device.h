@@ -72,6 +72,8 @@ private:
     static Result failure(const QString &errorId, const QString &message);
     static QVariantMap answer(const Result &result, const QVariantMap &payload = {});
 
+    QVariantMap dispatch(const QVariantMap &request);
+    QVariantMap commandList(const QVariantMap &request) const;
     QVariantMap handleCommand(const QVariantMap &request);
     Result parseArguments(const Catalogue::Command &command, const QVariantList &words,
                           Arguments *arguments) const;
@@ -84,6 +86,7 @@ private:
     Result checkPaperReady();
     void logError(const QString &code, const QString &message);
     void advanceJob();
+    bool nextPageNeedsSheet() const;
     void embossNextPage();
     void writePage(int copy, int page, const QString &cells);
     Result startJob(int documentId, int copies, const QStringList &pages);

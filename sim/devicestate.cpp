@@ -3,6 +3,7 @@
 #include "braille.h"
 #include "devicelogging.h"
 
+#include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QJsonArray>
@@ -250,7 +251,8 @@ void StateFile::save(const DeviceState &state)
     if (content == m_lastWritten)
         return;
     QSaveFile file(m_path);
-    if (!file.open(QIODevice::WriteOnly) || file.write(content) != content.size()
+    if (!QFileInfo(m_path).absoluteDir().mkpath(QStringLiteral("."))
+        || !file.open(QIODevice::WriteOnly) || file.write(content) != content.size()
         || !file.commit()) {
         qCWarning(SIM_DEVICE).noquote() << QStringLiteral("State file %1 cannot be written: %2")
                                                    .arg(m_path, file.errorString());

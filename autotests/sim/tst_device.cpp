@@ -366,8 +366,8 @@ void DeviceTest::serviceInfoCountsRequests()
     QCOMPARE(info.value(QStringLiteral("service")).toString(), QStringLiteral("CommandHandler"));
     QCOMPARE(info.value(QStringLiteral("version")).toString(), QStringLiteral("1.0.0"));
     QVERIFY(!info.value(QStringLiteral("liblouisVersion")).toString().isEmpty());
-    QCOMPARE(info.value(QStringLiteral("uptime")).userType(), int(QMetaType::Int));
-    QVERIFY(info.value(QStringLiteral("uptime")).toInt() >= 0);
+    QCOMPARE(info.value(QStringLiteral("uptimeSeconds")).userType(), int(QMetaType::Int));
+    QVERIFY(info.value(QStringLiteral("uptimeSeconds")).toInt() >= 0);
     QCOMPARE(info.value(QStringLiteral("requestsServed")).toInt(), 3);
     QCOMPARE(info.value(QStringLiteral("pageTiming")).toString(), QStringLiteral("per second"));
 
@@ -949,6 +949,17 @@ void DeviceTest::commandErrors_data()
             << Steps({step(PaperFeedCommandId::LoadPaper, {one})})
             << step(EmbossCommandId::EmbossText, {QString()}) << argument;
 
+    QTest::newRow("title too long")
+            << Steps() << step(DocumentCommandId::OpenDocument, {QString(201, QLatin1Char('t'))})
+            << argument;
+    QTest::newRow("document would grow too long")
+            << Steps({step(DocumentCommandId::OpenDocument, {QStringLiteral("A")}),
+                      step(DocumentCommandId::AddText, {one, QString(65536, QLatin1Char('a'))})})
+            << step(DocumentCommandId::AddText, {one, QStringLiteral("a")}) << argument;
+    QTest::newRow("text too long to emboss")
+            << Steps({step(PaperFeedCommandId::LoadPaper, {one})})
+            << step(EmbossCommandId::EmbossText, {QString(65537, QLatin1Char('a'))}) << argument;
+
     QTest::newRow("configuration while embossing")
             << embossing << step(ConfigurationCommandId::SetCellsPerLine, {QStringLiteral("20")})
             << busy;
@@ -1176,6 +1187,26 @@ void DeviceTest::scenario_data()
                            {QStringLiteral("state"), QStringLiteral("Idle")}})
                 << fields({{QStringLiteral("sheetsLoaded"), 6}}));
 
+    QTest::newRow("paused before a back page, resumes without paper")
+            << (Steps(smallPages) << step(ConfigurationCommandId::SetDuplex, {one})
+                                  << closedDocument(words(50), 1)
+                                  << step(EmbossCommandId::StartEmbossing, {one, one})
+                                  << step(EmbossCommandId::PauseEmbossing)
+                                  << step(EmbossCommandId::ResumeEmbossing)
+                                  << step(EmbossCommandId::GetEmbossStatus)
+                                  << step(EmbossCommandId::GetEmbossStatus))
+            << (Expectations(smallPagesDone)
+                << QVariantMap() << QVariantMap() << QVariantMap() << QVariantMap()
+                << fields({{QStringLiteral("sheetsLoaded"), 1}}) << QVariantMap()
+                << fields({{QStringLiteral("state"), QStringLiteral("Paused")},
+                           {QStringLiteral("pauseReason"), QStringLiteral("User")},
+                           {QStringLiteral("pagesDone"), 1}})
+                << fields({{QStringLiteral("state"), QStringLiteral("Embossing")}})
+                << fields({{QStringLiteral("pagesDone"), 2}, {QStringLiteral("sheetsUsed"), 1}})
+                << fields({{QStringLiteral("state"), QStringLiteral("Paused")},
+                           {QStringLiteral("pauseReason"), QStringLiteral("OutOfPaper")},
+                           {QStringLiteral("pagesDone"), 2}}));
+
     QTest::newRow("jam pauses a running job until resumed")
             << (Steps(smallPages)
                 << closedDocument(words(50)) << step(EmbossCommandId::StartEmbossing, {one, one})
@@ -1388,6 +1419,17 @@ void DeviceTest::pageFiles_data()
     QString fullCellPage;
     for (int i = 0; i < 10; ++i)
         fullCellPage += QString(10, QChar(0x283f)) + QLatin1Char('\n');
+    QString gridPage;
+    QString alphabetPage;
+    const QString alphabet = QStringLiteral("⠁⠃⠉⠙⠑⠋⠛⠓⠊⠚⠅⠇⠍⠝⠕⠏⠟⠗⠎⠞⠥⠧⠺⠭⠽⠵");
+    for (int line = 0; line < 10; ++line) {
+        for (int cell = 0; cell < 10; ++cell) {
+            gridPage += (line + cell) % 2 == 0 ? QChar(0x283f) : QChar(0x2800);
+            alphabetPage += alphabet.at((line + cell) % alphabet.size());
+        }
+        gridPage += QLatin1Char('\n');
+        alphabetPage += QLatin1Char('\n');
+    }
     QString firstOfDocument;
     for (int i = 0; i < 10; ++i)
         firstOfDocument += QStringLiteral("⠁⠃⠉⠀⠁⠃⠉") + blanks(3) + QLatin1Char('\n');
@@ -1399,6 +1441,14 @@ void DeviceTest::pageFiles_data()
             << (Steps(smallPages) << step(TestingCommandId::EmbossTestPage,
                                           {QStringLiteral("full-cell")}))
             << QStringList({QStringLiteral("job-1-copy-1-page-1.txt")}) << fullCellPage;
+    QTest::newRow("grid test page")
+            << (Steps(smallPages) << step(TestingCommandId::EmbossTestPage,
+                                          {QStringLiteral("grid")}))
+            << QStringList({QStringLiteral("job-1-copy-1-page-1.txt")}) << gridPage;
+    QTest::newRow("alphabet test page, each line one letter on")
+            << (Steps(smallPages) << step(TestingCommandId::EmbossTestPage,
+                                          {QStringLiteral("alphabet")}))
+            << QStringList({QStringLiteral("job-1-copy-1-page-1.txt")}) << alphabetPage;
     QTest::newRow("three pages, two copies")
             << (Steps(smallPages) << step(DocumentCommandId::OpenDocument, {QStringLiteral("D")})
                                   << step(DocumentCommandId::AddText, {one, words(50)})
@@ -1440,7 +1490,8 @@ void DeviceTest::stateSurvivesRestart()
     QTemporaryDir dir;
     QVERIFY(dir.isValid());
     DeviceOptions options = stepping();
-    options.stateFile = dir.filePath(QStringLiteral("state.json"));
+    // The folder does not exist yet: the device makes it.
+    options.stateFile = dir.filePath(QStringLiteral("device/state.json"));
     using namespace ls;
     const QString one = QStringLiteral("1");
     {
@@ -1471,7 +1522,7 @@ void DeviceTest::stateSurvivesRestart()
         QCOMPARE(saved.value(QStringLiteral("pendingFault")).toString(),
                  QStringLiteral("cover-open"));
     }
-    QCOMPARE(QDir(dir.path()).entryList(QDir::Files | QDir::Hidden),
+    QCOMPARE(QDir(dir.filePath(QStringLiteral("device"))).entryList(QDir::Files | QDir::Hidden),
              QStringList(QStringLiteral("state.json")));
 
     Device device(options);
