@@ -2,7 +2,6 @@
 
 #include <ls/messagekeys.h>
 
-#include <QDBusMetaType>
 #include <QDBusObjectPath>
 #include <QDBusSignature>
 #include <QDBusVariant>
