@@ -18,6 +18,8 @@
 namespace {
 
 const QString scriptExhaustedId = QStringLiteral("ScriptExhausted");
+// 2^53: beyond it a JSON number no longer holds every whole number.
+constexpr double maximumExactInteger = 9007199254740992.0;
 
 // Turns the JSON of a script into values ready for the bus; remembers the first problem with the
 // place in the script where it is.
@@ -40,11 +42,12 @@ private:
     bool dataMap(const QJsonObject &object, const QString &path, QVariantMap *out);
     bool typed(const QString &signature, const QJsonValue &value, const QString &path,
                QVariant *out);
-    bool whole(const QJsonValue &value, double min, double max, const QString &signature,
-               const QString &path, double *out);
     template<typename T>
-    bool wholeArray(const QJsonValue &value, const QString &signature, const QString &path,
-                    QVariant *out);
+    bool integer(const QJsonValue &value, const QString &signature, const QString &path,
+                 QVariant *out);
+    template<typename T>
+    bool array(const QJsonValue &value, const QString &signature, const QString &path,
+               QVariant *out);
     bool expectKeys(const QJsonObject &object, const QStringList &allowed, const QString &path);
 };
 
@@ -81,9 +84,13 @@ bool Converter::expectKeys(const QJsonObject &object, const QStringList &allowed
     return true;
 }
 
-bool Converter::whole(const QJsonValue &value, double min, double max, const QString &signature,
-                      const QString &path, double *out)
+template<typename T>
+bool Converter::integer(const QJsonValue &value, const QString &signature, const QString &path,
+                        QVariant *out)
 {
+    // JSON numbers are doubles: 64-bit types take only the whole numbers a double holds exactly.
+    const double min = std::max<double>(std::numeric_limits<T>::min(), -maximumExactInteger);
+    const double max = std::min<double>(std::numeric_limits<T>::max(), maximumExactInteger);
     const double d = value.toDouble();
     if (!value.isDouble() || !isWhole(d) || d < min || d > max) {
         return fail(path, QStringLiteral("D-Bus type \"%1\" needs a whole number from %2 to %3")
@@ -91,13 +98,13 @@ bool Converter::whole(const QJsonValue &value, double min, double max, const QSt
                                   .arg(min, 0, 'f', 0)
                                   .arg(max, 0, 'f', 0));
     }
-    *out = d;
+    *out = QVariant::fromValue(static_cast<T>(d));
     return true;
 }
 
 template<typename T>
-bool Converter::wholeArray(const QJsonValue &value, const QString &signature, const QString &path,
-                           QVariant *out)
+bool Converter::array(const QJsonValue &value, const QString &signature, const QString &path,
+                      QVariant *out)
 {
     if (!value.isArray())
         return fail(path, QStringLiteral("D-Bus type \"%1\" needs an array").arg(signature));
@@ -124,7 +131,7 @@ bool Converter::data(const QJsonValue &value, const QString &path, QVariant *out
         if (isWhole(d) && d >= std::numeric_limits<int>::min()
             && d <= std::numeric_limits<int>::max())
             *out = static_cast<int>(d);
-        else if (isWhole(d) && std::fabs(d) <= 9007199254740992.0)
+        else if (isWhole(d) && std::fabs(d) <= maximumExactInteger)
             *out = static_cast<qlonglong>(d);
         else
             *out = d;
@@ -184,37 +191,20 @@ bool Converter::dataMap(const QJsonObject &object, const QString &path, QVariant
 bool Converter::typed(const QString &signature, const QJsonValue &value, const QString &path,
                       QVariant *out)
 {
-    double d = 0;
     if (signature == QLatin1String("y")) {
-        if (!whole(value, 0, 255, signature, path, &d))
-            return false;
-        *out = QVariant::fromValue(static_cast<uchar>(d));
+        return integer<uchar>(value, signature, path, out);
     } else if (signature == QLatin1String("n")) {
-        if (!whole(value, -32768, 32767, signature, path, &d))
-            return false;
-        *out = QVariant::fromValue(static_cast<short>(d));
+        return integer<short>(value, signature, path, out);
     } else if (signature == QLatin1String("q")) {
-        if (!whole(value, 0, 65535, signature, path, &d))
-            return false;
-        *out = QVariant::fromValue(static_cast<ushort>(d));
+        return integer<ushort>(value, signature, path, out);
     } else if (signature == QLatin1String("i")) {
-        if (!whole(value, std::numeric_limits<int>::min(), std::numeric_limits<int>::max(),
-                   signature, path, &d))
-            return false;
-        *out = static_cast<int>(d);
+        return integer<int>(value, signature, path, out);
     } else if (signature == QLatin1String("u")) {
-        if (!whole(value, 0, std::numeric_limits<uint>::max(), signature, path, &d))
-            return false;
-        *out = static_cast<uint>(d);
+        return integer<uint>(value, signature, path, out);
     } else if (signature == QLatin1String("x")) {
-        // JSON numbers are doubles: only whole numbers a double holds exactly are accepted.
-        if (!whole(value, -9007199254740992.0, 9007199254740992.0, signature, path, &d))
-            return false;
-        *out = static_cast<qlonglong>(d);
+        return integer<qlonglong>(value, signature, path, out);
     } else if (signature == QLatin1String("t")) {
-        if (!whole(value, 0, 9007199254740992.0, signature, path, &d))
-            return false;
-        *out = static_cast<qulonglong>(d);
+        return integer<qulonglong>(value, signature, path, out);
     } else if (signature == QLatin1String("d")) {
         if (!value.isDouble())
             return fail(path, QStringLiteral("D-Bus type \"d\" needs a number"));
@@ -268,32 +258,33 @@ bool Converter::typed(const QString &signature, const QJsonValue &value, const Q
         QByteArray bytes;
         const QJsonArray array = value.toArray();
         for (int i = 0; i < array.size(); ++i) {
-            if (!whole(array.at(i), 0, 255, QStringLiteral("y"),
-                       path + QStringLiteral("[%1]").arg(i), &d))
+            QVariant byte;
+            if (!integer<uchar>(array.at(i), QStringLiteral("y"),
+                                path + QStringLiteral("[%1]").arg(i), &byte))
                 return false;
-            bytes.append(static_cast<char>(static_cast<uchar>(d)));
+            bytes.append(static_cast<char>(byte.value<uchar>()));
         }
         *out = bytes;
     } else if (signature == QLatin1String("ab")) {
-        return wholeArray<bool>(value, signature, path, out);
+        return array<bool>(value, signature, path, out);
     } else if (signature == QLatin1String("an")) {
-        return wholeArray<short>(value, signature, path, out);
+        return array<short>(value, signature, path, out);
     } else if (signature == QLatin1String("aq")) {
-        return wholeArray<ushort>(value, signature, path, out);
+        return array<ushort>(value, signature, path, out);
     } else if (signature == QLatin1String("ai")) {
-        return wholeArray<int>(value, signature, path, out);
+        return array<int>(value, signature, path, out);
     } else if (signature == QLatin1String("au")) {
-        return wholeArray<uint>(value, signature, path, out);
+        return array<uint>(value, signature, path, out);
     } else if (signature == QLatin1String("ax")) {
-        return wholeArray<qlonglong>(value, signature, path, out);
+        return array<qlonglong>(value, signature, path, out);
     } else if (signature == QLatin1String("at")) {
-        return wholeArray<qulonglong>(value, signature, path, out);
+        return array<qulonglong>(value, signature, path, out);
     } else if (signature == QLatin1String("ad")) {
-        return wholeArray<double>(value, signature, path, out);
+        return array<double>(value, signature, path, out);
     } else if (signature == QLatin1String("ao")) {
-        return wholeArray<QDBusObjectPath>(value, signature, path, out);
+        return array<QDBusObjectPath>(value, signature, path, out);
     } else if (signature == QLatin1String("ag")) {
-        return wholeArray<QDBusSignature>(value, signature, path, out);
+        return array<QDBusSignature>(value, signature, path, out);
     } else {
         return fail(path, QStringLiteral("D-Bus type \"%1\" is not supported here").arg(signature));
     }

@@ -548,6 +548,14 @@ void TestSimulator::badScripts_data()
             << QByteArray(R"({"responses": [{"n": {"$typed": "i", "value": 1.5}}]})")
             << QStringLiteral("responses[0].n.value: D-Bus type \"i\" needs a whole number from "
                               "-2147483648 to 2147483647");
+    QTest::newRow("typed t past what a JSON number holds exactly")
+            << QByteArray(R"({"responses": [{"n": {"$typed": "t", "value": 1e16}}]})")
+            << QStringLiteral("responses[0].n.value: D-Bus type \"t\" needs a whole number from 0 "
+                              "to 9007199254740992");
+    QTest::newRow("typed ay with a byte out of range")
+            << QByteArray(R"({"responses": [{"n": {"$typed": "ay", "value": [1, 256]}}]})")
+            << QStringLiteral("responses[0].n.value[1]: D-Bus type \"y\" needs a whole number "
+                              "from 0 to 255");
     QTest::newRow("typed unsupported type")
             << QByteArray(R"({"responses": [{"n": {"$typed": "a{ss}", "value": {}}}]})")
             << QStringLiteral("responses[0].n.value: D-Bus type \"a{ss}\" is not supported here");
