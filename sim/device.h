@@ -2,7 +2,6 @@
 #define DEVICE_H
 
 #include "devicestate.h"
-#include "requesthandler.h"
 
 #include <QElapsedTimer>
 #include <QString>
@@ -26,13 +25,14 @@ struct DeviceOptions
 };
 
 // The simulated embossing device: its catalogue, its state and the answers to every request.
-class Device : public RequestHandler
+class Device
 {
 public:
     explicit Device(const DeviceOptions &options);
-    ~Device() override;
+    ~Device();
 
-    QVariantMap handle(const QVariantMap &request) override;
+    // Answers one request map, already converted to plain Qt types, with one response map.
+    QVariantMap handle(const QVariantMap &request);
 
     // How long one page takes when pages advance with time.
     static constexpr qint64 pageIntervalMs = 1000;
