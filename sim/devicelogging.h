@@ -1,0 +1,9 @@
+#ifndef DEVICELOGGING_H
+#define DEVICELOGGING_H
+
+#include <QLoggingCategory>
+
+// The simulated device's own messages: state file trouble, page files that could not be written.
+Q_DECLARE_LOGGING_CATEGORY(SIM_DEVICE)
+
+#endif // DEVICELOGGING_H

@@ -1,0 +1,454 @@
+#include "scriptedresponder.h"
+
+#include <ls/messagekeys.h>
+
+#include <QDBusObjectPath>
+#include <QDBusSignature>
+#include <QDBusVariant>
+#include <QFile>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QRegularExpression>
+#include <QStringList>
+
+#include <cmath>
+#include <limits>
+
+namespace {
+
+const QString scriptExhaustedId = QStringLiteral("ScriptExhausted");
+// 2^53: beyond it a JSON number no longer holds every whole number.
+constexpr double maximumExactInteger = 9007199254740992.0;
+
+// Turns the JSON of a script into values ready for the bus; remembers the first problem with the
+// place in the script where it is.
+class Converter
+{
+public:
+    QString error;
+
+    bool answer(const QJsonValue &value, const QString &path, Answer *out);
+
+private:
+    bool fail(const QString &path, const QString &message)
+    {
+        if (error.isEmpty())
+            error = path + QStringLiteral(": ") + message;
+        return false;
+    }
+
+    bool data(const QJsonValue &value, const QString &path, QVariant *out);
+    bool dataMap(const QJsonObject &object, const QString &path, QVariantMap *out);
+    bool typed(const QString &signature, const QJsonValue &value, const QString &path,
+               QVariant *out);
+    template<typename T>
+    bool integer(const QJsonValue &value, const QString &signature, const QString &path,
+                 QVariant *out);
+    template<typename T>
+    bool array(const QJsonValue &value, const QString &signature, const QString &path,
+               QVariant *out);
+    bool expectKeys(const QJsonObject &object, const QStringList &allowed, const QString &path);
+};
+
+bool isDirective(const QJsonObject &object)
+{
+    for (auto it = object.begin(); it != object.end(); ++it) {
+        if (it.key().startsWith(QLatin1Char('$')))
+            return true;
+    }
+    return false;
+}
+
+bool isWhole(double d)
+{
+    return std::isfinite(d) && std::floor(d) == d;
+}
+
+bool isErrorName(const QString &name)
+{
+    static const QRegularExpression pattern(
+            QStringLiteral("^[A-Za-z_][A-Za-z0-9_]*(\\.[A-Za-z_][A-Za-z0-9_]*)+$"));
+    return name.size() <= 255 && pattern.match(name).hasMatch();
+}
+
+bool Converter::expectKeys(const QJsonObject &object, const QStringList &allowed,
+                           const QString &path)
+{
+    for (auto it = object.begin(); it != object.end(); ++it) {
+        if (!allowed.contains(it.key())) {
+            return fail(path, QStringLiteral("\"%1\" does not go with \"%2\"")
+                                      .arg(it.key(), allowed.constFirst()));
+        }
+    }
+    return true;
+}
+
+template<typename T>
+bool Converter::integer(const QJsonValue &value, const QString &signature, const QString &path,
+                        QVariant *out)
+{
+    // JSON numbers are doubles: 64-bit types take only the whole numbers a double holds exactly.
+    const double min = std::max<double>(std::numeric_limits<T>::min(), -maximumExactInteger);
+    const double max = std::min<double>(std::numeric_limits<T>::max(), maximumExactInteger);
+    const double d = value.toDouble();
+    if (!value.isDouble() || !isWhole(d) || d < min || d > max) {
+        return fail(path, QStringLiteral("D-Bus type \"%1\" needs a whole number from %2 to %3")
+                                  .arg(signature)
+                                  .arg(min, 0, 'f', 0)
+                                  .arg(max, 0, 'f', 0));
+    }
+    *out = QVariant::fromValue(static_cast<T>(d));
+    return true;
+}
+
+template<typename T>
+bool Converter::array(const QJsonValue &value, const QString &signature, const QString &path,
+                      QVariant *out)
+{
+    if (!value.isArray())
+        return fail(path, QStringLiteral("D-Bus type \"%1\" needs an array").arg(signature));
+    QList<T> list;
+    const QJsonArray array = value.toArray();
+    for (int i = 0; i < array.size(); ++i) {
+        QVariant element;
+        if (!typed(signature.mid(1), array.at(i), path + QStringLiteral("[%1]").arg(i), &element))
+            return false;
+        list.append(element.value<T>());
+    }
+    *out = QVariant::fromValue(list);
+    return true;
+}
+
+bool Converter::data(const QJsonValue &value, const QString &path, QVariant *out)
+{
+    switch (value.type()) {
+    case QJsonValue::Bool:
+        *out = value.toBool();
+        return true;
+    case QJsonValue::Double: {
+        const double d = value.toDouble();
+        if (isWhole(d) && d >= std::numeric_limits<int>::min()
+            && d <= std::numeric_limits<int>::max())
+            *out = static_cast<int>(d);
+        else if (isWhole(d) && std::fabs(d) <= maximumExactInteger)
+            *out = static_cast<qlonglong>(d);
+        else
+            *out = d;
+        return true;
+    }
+    case QJsonValue::String:
+        *out = value.toString();
+        return true;
+    case QJsonValue::Array: {
+        QVariantList list;
+        const QJsonArray array = value.toArray();
+        for (int i = 0; i < array.size(); ++i) {
+            QVariant element;
+            if (!data(array.at(i), path + QStringLiteral("[%1]").arg(i), &element))
+                return false;
+            list.append(element);
+        }
+        *out = list;
+        return true;
+    }
+    case QJsonValue::Object: {
+        const QJsonObject object = value.toObject();
+        if (!isDirective(object)) {
+            QVariantMap map;
+            if (!dataMap(object, path, &map))
+                return false;
+            *out = map;
+            return true;
+        }
+        if (!object.contains(QLatin1String("$typed")))
+            return fail(path, QStringLiteral("only \"$typed\" may stand inside data"));
+        if (!expectKeys(object, {QStringLiteral("$typed"), QStringLiteral("value")}, path))
+            return false;
+        if (!object.value(QLatin1String("$typed")).isString())
+            return fail(path, QStringLiteral("\"$typed\" needs a D-Bus type signature"));
+        return typed(object.value(QLatin1String("$typed")).toString(),
+                     object.value(QLatin1String("value")), path + QStringLiteral(".value"), out);
+    }
+    case QJsonValue::Null:
+    case QJsonValue::Undefined:
+        break;
+    }
+    return fail(path, QStringLiteral("null has no D-Bus form; give a value or use \"$typed\""));
+}
+
+bool Converter::dataMap(const QJsonObject &object, const QString &path, QVariantMap *out)
+{
+    for (auto it = object.begin(); it != object.end(); ++it) {
+        QVariant value;
+        if (!data(it.value(), path + QLatin1Char('.') + it.key(), &value))
+            return false;
+        out->insert(it.key(), value);
+    }
+    return true;
+}
+
+bool Converter::typed(const QString &signature, const QJsonValue &value, const QString &path,
+                      QVariant *out)
+{
+    if (signature == QLatin1String("y")) {
+        return integer<uchar>(value, signature, path, out);
+    } else if (signature == QLatin1String("n")) {
+        return integer<short>(value, signature, path, out);
+    } else if (signature == QLatin1String("q")) {
+        return integer<ushort>(value, signature, path, out);
+    } else if (signature == QLatin1String("i")) {
+        return integer<int>(value, signature, path, out);
+    } else if (signature == QLatin1String("u")) {
+        return integer<uint>(value, signature, path, out);
+    } else if (signature == QLatin1String("x")) {
+        return integer<qlonglong>(value, signature, path, out);
+    } else if (signature == QLatin1String("t")) {
+        return integer<qulonglong>(value, signature, path, out);
+    } else if (signature == QLatin1String("d")) {
+        if (!value.isDouble())
+            return fail(path, QStringLiteral("D-Bus type \"d\" needs a number"));
+        *out = value.toDouble();
+    } else if (signature == QLatin1String("b")) {
+        if (!value.isBool())
+            return fail(path, QStringLiteral("D-Bus type \"b\" needs true or false"));
+        *out = value.toBool();
+    } else if (signature == QLatin1String("s")) {
+        if (!value.isString())
+            return fail(path, QStringLiteral("D-Bus type \"s\" needs a string"));
+        *out = value.toString();
+    } else if (signature == QLatin1String("o")) {
+        const QDBusObjectPath objectPath(value.toString());
+        if (!value.isString() || objectPath.path().isEmpty())
+            return fail(path, QStringLiteral("D-Bus type \"o\" needs an object path"));
+        *out = QVariant::fromValue(objectPath);
+    } else if (signature == QLatin1String("g")) {
+        const QDBusSignature dbusSignature(value.toString());
+        if (!value.isString() || dbusSignature.signature() != value.toString())
+            return fail(path, QStringLiteral("D-Bus type \"g\" needs a type signature"));
+        *out = QVariant::fromValue(dbusSignature);
+    } else if (signature == QLatin1String("v")) {
+        QVariant inner;
+        if (!data(value, path, &inner))
+            return false;
+        *out = QVariant::fromValue(QDBusVariant(inner));
+    } else if (signature == QLatin1String("av")) {
+        if (!value.isArray())
+            return fail(path, QStringLiteral("D-Bus type \"av\" needs an array"));
+        return data(value, path, out);
+    } else if (signature == QLatin1String("a{sv}")) {
+        if (!value.isObject() || isDirective(value.toObject()))
+            return fail(path, QStringLiteral("D-Bus type \"a{sv}\" needs an object"));
+        return data(value, path, out);
+    } else if (signature == QLatin1String("as")) {
+        if (!value.isArray())
+            return fail(path, QStringLiteral("D-Bus type \"as\" needs an array"));
+        QStringList strings;
+        const QJsonArray array = value.toArray();
+        for (int i = 0; i < array.size(); ++i) {
+            if (!array.at(i).isString())
+                return fail(path + QStringLiteral("[%1]").arg(i),
+                            QStringLiteral("D-Bus type \"s\" needs a string"));
+            strings.append(array.at(i).toString());
+        }
+        *out = strings;
+    } else if (signature == QLatin1String("ay")) {
+        if (!value.isArray())
+            return fail(path, QStringLiteral("D-Bus type \"ay\" needs an array"));
+        QByteArray bytes;
+        const QJsonArray array = value.toArray();
+        for (int i = 0; i < array.size(); ++i) {
+            QVariant byte;
+            if (!integer<uchar>(array.at(i), QStringLiteral("y"),
+                                path + QStringLiteral("[%1]").arg(i), &byte))
+                return false;
+            bytes.append(static_cast<char>(byte.value<uchar>()));
+        }
+        *out = bytes;
+    } else if (signature == QLatin1String("ab")) {
+        return array<bool>(value, signature, path, out);
+    } else if (signature == QLatin1String("an")) {
+        return array<short>(value, signature, path, out);
+    } else if (signature == QLatin1String("aq")) {
+        return array<ushort>(value, signature, path, out);
+    } else if (signature == QLatin1String("ai")) {
+        return array<int>(value, signature, path, out);
+    } else if (signature == QLatin1String("au")) {
+        return array<uint>(value, signature, path, out);
+    } else if (signature == QLatin1String("ax")) {
+        return array<qlonglong>(value, signature, path, out);
+    } else if (signature == QLatin1String("at")) {
+        return array<qulonglong>(value, signature, path, out);
+    } else if (signature == QLatin1String("ad")) {
+        return array<double>(value, signature, path, out);
+    } else if (signature == QLatin1String("ao")) {
+        return array<QDBusObjectPath>(value, signature, path, out);
+    } else if (signature == QLatin1String("ag")) {
+        return array<QDBusSignature>(value, signature, path, out);
+    } else {
+        return fail(path, QStringLiteral("D-Bus type \"%1\" is not supported here").arg(signature));
+    }
+    return true;
+}
+
+bool Converter::answer(const QJsonValue &value, const QString &path, Answer *out)
+{
+    if (!value.isObject())
+        return fail(path, QStringLiteral("a response must be a JSON object"));
+    const QJsonObject object = value.toObject();
+    if (!isDirective(object)) {
+        QVariantMap map;
+        if (!dataMap(object, path, &map))
+            return false;
+        *out = Answer::reply(map);
+        return true;
+    }
+
+    if (object.contains(QLatin1String("$error"))) {
+        if (!expectKeys(object, {QStringLiteral("$error")}, path))
+            return false;
+        const QJsonObject error = object.value(QLatin1String("$error")).toObject();
+        const QString name = error.value(QLatin1String("name")).toString();
+        if (!isErrorName(name))
+            return fail(path + QStringLiteral(".$error.name"),
+                        QStringLiteral("needs a D-Bus error name such as "
+                                       "\"org.freedesktop.DBus.Error.Failed\""));
+        if (!expectKeys(error, {QStringLiteral("name"), QStringLiteral("message")},
+                        path + QStringLiteral(".$error")))
+            return false;
+        if (!error.value(QLatin1String("message")).isString()
+            && !error.value(QLatin1String("message")).isUndefined())
+            return fail(path + QStringLiteral(".$error.message"), QStringLiteral("needs a string"));
+        *out = Answer{
+                Answer::Kind::Error, {}, name, error.value(QLatin1String("message")).toString()};
+        return true;
+    }
+    if (object.contains(QLatin1String("$noReply"))) {
+        if (!expectKeys(object, {QStringLiteral("$noReply")}, path))
+            return false;
+        if (object.value(QLatin1String("$noReply")) != QJsonValue(true))
+            return fail(path, QStringLiteral("\"$noReply\" takes true"));
+        *out = Answer{Answer::Kind::NoReply, {}, {}, {}};
+        return true;
+    }
+    if (object.contains(QLatin1String("$exit"))) {
+        if (!expectKeys(object, {QStringLiteral("$exit")}, path))
+            return false;
+        if (object.value(QLatin1String("$exit")) != QJsonValue(true))
+            return fail(path, QStringLiteral("\"$exit\" takes true"));
+        *out = Answer{Answer::Kind::Exit, {}, {}, {}};
+        return true;
+    }
+    if (object.contains(QLatin1String("$reply"))) {
+        if (!expectKeys(object, {QStringLiteral("$reply"), QStringLiteral("value")}, path))
+            return false;
+        const QJsonValue signature = object.value(QLatin1String("$reply"));
+        if (!signature.isString())
+            return fail(path, QStringLiteral("\"$reply\" needs a D-Bus type signature"));
+        *out = Answer{Answer::Kind::Reply, {}, {}, {}};
+        // An empty signature is a reply without arguments.
+        if (signature.toString().isEmpty()) {
+            if (object.contains(QLatin1String("value")))
+                return fail(path, QStringLiteral("a reply of signature \"\" takes no value"));
+            return true;
+        }
+        QVariant argument;
+        if (!typed(signature.toString(), object.value(QLatin1String("value")),
+                   path + QStringLiteral(".value"), &argument))
+            return false;
+        out->arguments.append(argument);
+        return true;
+    }
+    if (object.contains(QLatin1String("$typed")))
+        return fail(path, QStringLiteral("\"$typed\" gives a value inside data, not a response"));
+    return fail(path,
+                QStringLiteral("unknown directive; known are \"$error\", \"$noReply\", \"$exit\", "
+                               "\"$reply\" and, inside data, \"$typed\""));
+}
+
+} // namespace
+
+bool ScriptedResponder::load(const QString &fileName)
+{
+    m_responses.clear();
+    m_byCommand.clear();
+    m_next = 0;
+    m_error.clear();
+
+    QFile file(fileName);
+    if (!file.open(QIODevice::ReadOnly)) {
+        m_error = fileName + QStringLiteral(": ") + file.errorString();
+        return false;
+    }
+    QJsonParseError parseError;
+    const QJsonDocument document = QJsonDocument::fromJson(file.readAll(), &parseError);
+    if (parseError.error != QJsonParseError::NoError) {
+        m_error = QStringLiteral("%1: not JSON: %2 at offset %3")
+                          .arg(fileName, parseError.errorString())
+                          .arg(parseError.offset);
+        return false;
+    }
+    if (!document.isObject()) {
+        m_error = fileName + QStringLiteral(": the script must be a JSON object");
+        return false;
+    }
+
+    const QJsonObject script = document.object();
+    for (auto it = script.begin(); it != script.end(); ++it) {
+        if (it.key() != QLatin1String("responses") && it.key() != QLatin1String("byCommand")) {
+            m_error = QStringLiteral("%1: unknown key \"%2\"; a script holds \"responses\" and "
+                                     "\"byCommand\"")
+                              .arg(fileName, it.key());
+            return false;
+        }
+    }
+    const QJsonValue responses = script.value(QLatin1String("responses"));
+    const QJsonValue byCommand = script.value(QLatin1String("byCommand"));
+    if (!responses.isUndefined() && !responses.isArray()) {
+        m_error = fileName + QStringLiteral(": \"responses\" must be an array");
+        return false;
+    }
+    if (!byCommand.isUndefined() && !byCommand.isObject()) {
+        m_error = fileName + QStringLiteral(": \"byCommand\" must be an object");
+        return false;
+    }
+
+    Converter converter;
+    const QJsonArray responseArray = responses.toArray();
+    for (int i = 0; i < responseArray.size(); ++i) {
+        Answer answer;
+        if (!converter.answer(responseArray.at(i), QStringLiteral("responses[%1]").arg(i), &answer))
+            break;
+        m_responses.append(answer);
+    }
+    const QJsonObject commandObject = byCommand.toObject();
+    for (auto it = commandObject.begin(); converter.error.isEmpty() && it != commandObject.end();
+         ++it) {
+        Answer answer;
+        if (converter.answer(it.value(), QStringLiteral("byCommand.") + it.key(), &answer))
+            m_byCommand.insert(it.key(), answer);
+    }
+    if (!converter.error.isEmpty()) {
+        m_error = fileName + QStringLiteral(": ") + converter.error;
+        m_responses.clear();
+        m_byCommand.clear();
+        return false;
+    }
+    return true;
+}
+
+Answer ScriptedResponder::answer(const QVariantMap &request)
+{
+    const QVariant commandId = request.value(ls::commandIdKey);
+    if (commandId.userType() == QMetaType::QString) {
+        const auto it = m_byCommand.constFind(commandId.toString());
+        if (it != m_byCommand.constEnd())
+            return it.value();
+    }
+    if (m_next < m_responses.size())
+        return m_responses.at(m_next++);
+    return Answer::reply({{ls::resultIdKey, ls::ResultId::Failure},
+                          {ls::errorIdKey, scriptExhaustedId},
+                          {ls::errorMessageKey,
+                           QStringLiteral("The script has no response left for this request")}});
+}
