@@ -8,6 +8,7 @@
 #include <QCoreApplication>
 #include <QDBusConnection>
 #include <QDBusMessage>
+#include <QDBusUnixFileDescriptor>
 #include <QDBusVirtualObject>
 #include <QStringList>
 #include <QVariantList>
@@ -73,6 +74,9 @@ public:
                     {ls::resultIdKey, ls::ResultId::Success},
                     {QStringLiteral("strings"),
                      QStringList{QStringLiteral("a"), QString(), QStringLiteral("ö\tx")}}});
+        } else if (command == QLatin1String("FileDescriptor")) {
+            reply = message.createReply(QVariantMap{
+                    {QStringLiteral("fd"), QVariant::fromValue(QDBusUnixFileDescriptor(0))}});
         } else if (command == QLatin1String("Count")) {
             reply = message.createReply(QVariantMap{{ls::resultIdKey, ls::ResultId::Success},
                                                     {QStringLiteral("received"), receivedBefore}});

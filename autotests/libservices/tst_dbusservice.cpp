@@ -267,6 +267,17 @@ void TestDBusService::roundTrip_data()
                                      QVariantMap{{QStringLiteral("b"),
                                                   QVariantList{QVariantMap(), QVariantList()}}}}},
                        {QStringLiteral("empty"), QVariantMap()}}}});
+    same("other basic types keep their type",
+         {{QStringLiteral("u"), 4000000000u},
+          {QStringLiteral("x"), qlonglong(-1) << 40},
+          {QStringLiteral("t"), qulonglong(1) << 63},
+          {QStringLiteral("n"), QVariant::fromValue(short(-2))},
+          {QStringLiteral("q"), QVariant::fromValue(ushort(65535))},
+          {QStringLiteral("y"), QVariant::fromValue(uchar(255))}});
+    QTest::newRow("bytes come back as list of bytes")
+            << QVariantMap{{ls::argsKey, QByteArray("\x00\xff", 2)}}
+            << QVariantMap{{ls::argsKey, QVariantList{QVariant::fromValue(uchar(0)),
+                                                      QVariant::fromValue(uchar(255))}}};
     QTest::newRow("string list goes as as, comes back as list")
             << QVariantMap{{ls::argsKey, QStringList{QStringLiteral("a"), QString()}}}
             << QVariantMap{{ls::argsKey, QVariantList{QStringLiteral("a"), QString()}}};
@@ -457,6 +468,34 @@ void TestDBusService::failedExchange_data()
                            {{QStringLiteral("when"), QDateTime::fromSecsSinceEpoch(0)}})
             << QStringLiteral("org.freedesktop.DBus.Error.InvalidArgs")
             << QStringLiteral("Request holds a value of type QDateTime, which has no D-Bus form");
+    const QString badText = QStringLiteral("Request holds text with a NUL character or a lone "
+                                           "surrogate, which D-Bus cannot carry");
+    const QString invalidArgs = QStringLiteral("org.freedesktop.DBus.Error.InvalidArgs");
+    const QString nul = QStringLiteral("a") + QChar(0) + QStringLiteral("b");
+    QTest::newRow("NUL in a string, which would cut it short")
+            << ls::ServiceId::CommandHandler
+            << withCommand(QStringLiteral("Echo"), {{QStringLiteral("t"), nul}}) << invalidArgs
+            << badText;
+    QTest::newRow("NUL in a key") << ls::ServiceId::CommandHandler
+                                  << withCommand(QStringLiteral("Echo"), {{nul, 1}}) << invalidArgs
+                                  << badText;
+    QTest::newRow("NUL in a string list")
+            << ls::ServiceId::CommandHandler
+            << withCommand(QStringLiteral("Echo"), {{ls::argsKey, QStringList{nul}}}) << invalidArgs
+            << badText;
+    QTest::newRow("lone high surrogate at the end, which would arrive as ?")
+            << ls::ServiceId::CommandHandler
+            << withCommand(QStringLiteral("Echo"),
+                           {{ls::argsKey, QVariantList{QStringLiteral("x") + QChar(0xd83d)}}})
+            << invalidArgs << badText;
+    QTest::newRow("lone low surrogate")
+            << ls::ServiceId::CommandHandler
+            << withCommand(QStringLiteral("Echo"),
+                           {{QStringLiteral("t"), QString(QChar(0xde42)) + QStringLiteral("x")}})
+            << invalidArgs << badText;
+    QTest::newRow("reply holding a file descriptor")
+            << ls::ServiceId::CommandHandler << withCommand(QStringLiteral("FileDescriptor"))
+            << invalidArgs << QStringLiteral("Reply holds a value that has no plain form");
     QTest::newRow("invalid value deep in a list")
             << ls::ServiceId::CommandHandler
             << withCommand(QStringLiteral("Echo"), {{ls::argsKey, QVariantList{1, QVariant()}}})

@@ -188,6 +188,24 @@ WireCheck convert(const QVariant &in, int depth, QVariant *out)
     }
 }
 
+// D-Bus carries strings as UTF-8 without NUL: a NUL would cut the text short and a lone surrogate
+// would arrive as "?", so neither is sent.
+bool isCarriable(const QString &text)
+{
+    const int size = text.size();
+    for (int i = 0; i < size; ++i) {
+        const QChar c = text.at(i);
+        if (c.isNull() || c.isLowSurrogate())
+            return false;
+        if (c.isHighSurrogate()) {
+            if (i + 1 == size || !text.at(i + 1).isLowSurrogate())
+                return false;
+            ++i;
+        }
+    }
+    return true;
+}
+
 // The same walk over a value about to be sent, without building a copy of it.
 WireCheck check(const QVariant &value, int depth, QString *typeName)
 {
@@ -195,9 +213,13 @@ WireCheck check(const QVariant &value, int depth, QString *typeName)
         return WireCheck::TooDeep;
     const int type = value.userType();
     switch (type) {
+    case QMetaType::QString:
+        return isCarriable(value.toString()) ? WireCheck::Ok : WireCheck::BadText;
     case QMetaType::QVariantMap: {
         const QVariantMap map = value.toMap();
         for (auto it = map.cbegin(); it != map.cend(); ++it) {
+            if (!isCarriable(it.key()))
+                return WireCheck::BadText;
             const WireCheck result = check(it.value(), depth + 3, typeName);
             if (result != WireCheck::Ok)
                 return result;
@@ -213,10 +235,16 @@ WireCheck check(const QVariant &value, int depth, QString *typeName)
         }
         return WireCheck::Ok;
     }
-    case QMetaType::QStringList:
-        return value.toStringList().isEmpty() || depth + 1 <= maximumNestingDepth
-                       ? WireCheck::Ok
-                       : WireCheck::TooDeep;
+    case QMetaType::QStringList: {
+        const QStringList strings = value.toStringList();
+        if (!strings.isEmpty() && depth + 1 > maximumNestingDepth)
+            return WireCheck::TooDeep;
+        for (const QString &text : strings) {
+            if (!isCarriable(text))
+                return WireCheck::BadText;
+        }
+        return WireCheck::Ok;
+    }
     case QMetaType::QByteArray:
         return WireCheck::Ok;
     default:

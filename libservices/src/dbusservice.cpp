@@ -83,6 +83,11 @@ QVariantMap DBusService::process(const QVariantMap &request) const
         return failure(QStringLiteral("org.freedesktop.DBus.Error.InvalidArgs"),
                        QStringLiteral("Request holds a value of type %1, which has no D-Bus form")
                                .arg(typeName));
+    case WireCheck::BadText:
+        qCDebug(LS_DBUS) << "Request to" << service << "refused: it holds text D-Bus cannot carry";
+        return failure(QStringLiteral("org.freedesktop.DBus.Error.InvalidArgs"),
+                       QStringLiteral("Request holds text with a NUL character or a lone "
+                                      "surrogate, which D-Bus cannot carry"));
     }
 
     // Built by hand rather than through QDBusInterface, which would introspect the peer first and
@@ -129,6 +134,7 @@ QVariantMap DBusService::process(const QVariantMap &request) const
                 QStringLiteral("org.freedesktop.DBus.Error.LimitsExceeded"),
                 QStringLiteral("Reply nested deeper than %1 levels").arg(maximumNestingDepth));
     case WireCheck::NoDBusForm:
+    case WireCheck::BadText:
         qCDebug(LS_DBUS) << "Reply of" << service << "holds a value without a plain form";
         return failure(QStringLiteral("org.freedesktop.DBus.Error.InvalidArgs"),
                        QStringLiteral("Reply holds a value that has no plain form"));

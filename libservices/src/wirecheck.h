@@ -12,6 +12,8 @@ enum class WireCheck {
     TooDeep,
     // A value QtDBus cannot marshal, or a received one without a plain Qt form.
     NoDBusForm,
+    // Text with a NUL or a lone surrogate, which would not arrive as it was.
+    BadText,
 };
 
 // Checks a value about to be sent as one message argument, before QtDBus or the bus sees it.
