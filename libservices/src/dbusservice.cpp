@@ -26,7 +26,8 @@ constexpr int callTimeoutMs = 25000;
 QDBusMessage waitForReply(const QDBusConnection &bus, const QDBusPendingCall &pending)
 {
     const QDeadlineTimer deadline(callTimeoutMs);
-    // Short naps first: most answers come within a millisecond.
+    // A typical answer takes a fraction of a millisecond: yield at first rather than sleep,
+    // whose granularity would double that; then nap, more briefly while an answer is likely.
     int polls = 0;
     while (!pending.isFinished()) {
         if (!bus.isConnected()) {
@@ -39,7 +40,11 @@ QDBusMessage waitForReply(const QDBusConnection &bus, const QDBusPendingCall &pe
                     QStringLiteral("org.freedesktop.DBus.Error.NoReply"),
                     QStringLiteral("No reply within %1 ms").arg(callTimeoutMs));
         }
-        QThread::usleep(++polls < 200 ? 20 : 2000);
+        ++polls;
+        if (polls < 200)
+            QThread::yieldCurrentThread();
+        else
+            QThread::usleep(polls < 600 ? 50 : 2000);
     }
     return pending.reply();
 }
