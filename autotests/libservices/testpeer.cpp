@@ -6,9 +6,14 @@
 #include <ls/messagekeys.h>
 
 #include <QCoreApplication>
+#include <QDBusArgument>
 #include <QDBusConnection>
 #include <QDBusMessage>
+#include <QDBusMetaType>
+#include <QDBusObjectPath>
+#include <QDBusSignature>
 #include <QDBusUnixFileDescriptor>
+#include <QDBusVariant>
 #include <QDBusVirtualObject>
 #include <QStringList>
 #include <QVariantList>
@@ -16,6 +21,30 @@
 
 #include <cstdio>
 #include <unistd.h>
+
+// A struct, for an answer with types that have no plain Qt form of their own.
+struct Pair
+{
+    int number = 0;
+    QString text;
+};
+Q_DECLARE_METATYPE(Pair)
+
+QDBusArgument &operator<<(QDBusArgument &argument, const Pair &pair)
+{
+    argument.beginStructure();
+    argument << pair.number << pair.text;
+    argument.endStructure();
+    return argument;
+}
+
+const QDBusArgument &operator>>(const QDBusArgument &argument, Pair &pair)
+{
+    argument.beginStructure();
+    argument >> pair.number >> pair.text;
+    argument.endStructure();
+    return argument;
+}
 
 namespace {
 
@@ -74,6 +103,18 @@ public:
                     {ls::resultIdKey, ls::ResultId::Success},
                     {QStringLiteral("strings"),
                      QStringList{QStringLiteral("a"), QString(), QStringLiteral("ö\tx")}}});
+        } else if (command == QLatin1String("Exotic")) {
+            reply = message.createReply(QVariantMap{
+                    {QStringLiteral("struct"),
+                     QVariant::fromValue(Pair{7, QStringLiteral("seven")})},
+                    {QStringLiteral("intDict"),
+                     QVariant::fromValue(QMap<int, QString>{{1, QStringLiteral("one")}})},
+                    {QStringLiteral("ints"), QVariant::fromValue(QList<int>{1, -2})},
+                    {QStringLiteral("path"),
+                     QVariant::fromValue(QDBusObjectPath(QStringLiteral("/a/b")))},
+                    {QStringLiteral("signature"),
+                     QVariant::fromValue(QDBusSignature(QStringLiteral("a{sv}")))},
+                    {QStringLiteral("variantInVariant"), QVariant::fromValue(QDBusVariant(5))}});
         } else if (command == QLatin1String("FileDescriptor")) {
             reply = message.createReply(QVariantMap{
                     {QStringLiteral("fd"), QVariant::fromValue(QDBusUnixFileDescriptor(0))}});
@@ -102,6 +143,9 @@ private:
 int main(int argc, char **argv)
 {
     QCoreApplication app(argc, argv);
+    qDBusRegisterMetaType<Pair>();
+    qDBusRegisterMetaType<QMap<int, QString>>();
+    qDBusRegisterMetaType<QList<int>>();
     const QStringList arguments = app.arguments();
     const QString serviceId
             = arguments.size() > 1 ? arguments.at(1) : ls::ServiceId::CommandHandler;

@@ -149,6 +149,7 @@ private Q_SLOTS:
     void roundTrip_data();
     void roundTrip();
     void stringListAnswerComesBackAsList();
+    void otherTypesComeBackPlain();
     void requestNesting_data();
     void requestNesting();
     void replyNesting_data();
@@ -309,6 +310,21 @@ void TestDBusService::stringListAnswerComesBackAsList()
             {ls::resultIdKey, ls::ResultId::Success},
             {QStringLiteral("strings"),
              QVariantList{QStringLiteral("a"), QString(), QStringLiteral("ö\tx")}}};
+    QCOMPARE(describe(response), describe(expected));
+}
+
+void TestDBusService::otherTypesComeBackPlain()
+{
+    const QVariantMap response = commandHandler()->process(withCommand(QStringLiteral("Exotic")));
+
+    QCOMPARE(dbusArgumentPath(response), QString());
+    const QVariantMap expected{
+            {QStringLiteral("struct"), QVariantList{7, QStringLiteral("seven")}},
+            {QStringLiteral("intDict"), QVariantMap{{QStringLiteral("1"), QStringLiteral("one")}}},
+            {QStringLiteral("ints"), QVariantList{1, -2}},
+            {QStringLiteral("path"), QStringLiteral("/a/b")},
+            {QStringLiteral("signature"), QStringLiteral("a{sv}")},
+            {QStringLiteral("variantInVariant"), 5}};
     QCOMPARE(describe(response), describe(expected));
 }
 
