@@ -162,17 +162,26 @@ bool ToolRunner::startSimulator(const QStringList &arguments)
     m_simulator.setProgram(QString::fromUtf8(simulatorProgram));
     m_simulator.setArguments(arguments + QStringList{QStringLiteral("--record"), m_recordPath});
     m_simulator.setProcessEnvironment(cleanEnvironment());
-    m_simulator.setProcessChannelMode(QProcess::SeparateChannels);
+    // To files rather than pipes, so that a talkative peer can never block on a full pipe.
+    const QString logPath = m_dir->filePath(QStringLiteral("simulator.log"));
+    m_simulator.setStandardOutputFile(logPath);
+    m_simulator.setStandardErrorFile(logPath, QIODevice::Append);
     m_simulator.start();
     if (!m_simulator.waitForStarted(startTimeoutMs)) {
         m_error = QStringLiteral("command-handler-sim did not start: ") + m_simulator.errorString();
         return false;
     }
-    if (!m_bus.waitForService(serviceName, startTimeoutMs)) {
-        m_simulator.waitForFinished(0);
-        m_error = QStringLiteral("command-handler-sim did not take its name: ")
-                  + QString::fromLocal8Bit(m_simulator.readAllStandardError());
+    // A peer that refuses its script ends at once; its reason is then the error.
+    bool owned = false;
+    QDeadlineTimer deadline(startTimeoutMs);
+    while (!owned && !deadline.hasExpired() && !m_simulator.waitForFinished(0))
+        owned = m_bus.waitForService(serviceName, 200);
+    if (!owned) {
         stopSimulator();
+        QFile log(logPath);
+        log.open(QIODevice::ReadOnly);
+        m_error = QStringLiteral("command-handler-sim did not take its name: ")
+                  + QString::fromLocal8Bit(log.readAll());
         return false;
     }
     return true;
@@ -231,6 +240,8 @@ QProcessEnvironment ToolRunner::cleanEnvironment() const
 QStringList ToolRunner::takeRecordedRequests() const
 {
     QStringList requests;
+    if (m_recordPath.isEmpty())
+        return requests;
     QFile file(m_recordPath);
     if (!file.open(QIODevice::ReadOnly))
         return requests;

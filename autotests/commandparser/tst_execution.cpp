@@ -21,6 +21,8 @@ private Q_SLOTS:
     void commandNumbers();
     void resultFields_data();
     void resultFields();
+    void peerGone_data();
+    void peerGone();
 
 private:
     void addColumns();
@@ -141,6 +143,11 @@ void TestExecution::successTest_data()
     QTest::newRow("no answer within the bus's time-out: failure")
             << ping << answering(execute, R"({"$noReply": true})") << failed << sent;
     QTest::newRow("peer out of answers: failure") << ping << QByteArray("{}") << failed << sent;
+    QTest::newRow("reply of another signature: failure")
+            << ping << answering(execute, R"({"$reply": "s", "value": "Success"})") << failed
+            << sent;
+    QTest::newRow("reply without arguments: failure")
+            << ping << answering(execute, R"({"$reply": ""})") << failed << sent;
 }
 
 void TestExecution::successTest()
@@ -271,6 +278,37 @@ void TestExecution::resultFields_data()
 void TestExecution::resultFields()
 {
     verifyRow();
+}
+
+void TestExecution::peerGone_data()
+{
+    QTest::addColumn<bool>("peerStarted");
+    QTest::addColumn<QStringList>("requests");
+
+    QTest::newRow("peer leaves the bus without answering")
+            << true << QStringList{executeRequest(601, {})};
+    QTest::newRow("no peer on the bus") << false << QStringList();
+}
+
+void TestExecution::peerGone()
+{
+    QFETCH(bool, peerStarted);
+    QFETCH(QStringList, requests);
+
+    // A peer that exits answers one run only, so each run gets its own.
+    for (MessagePattern pattern : {MessagePattern::Default, MessagePattern::Context}) {
+        ToolRunner runner(m_bus);
+        if (peerStarted) {
+            QVERIFY2(runner.startScripted(answering(execute, R"({"$exit": true})")),
+                     qPrintable(runner.errorString()));
+        }
+        const ToolRun run = runner.run(ping, pattern);
+        QVERIFY2(run.failure.isEmpty(), qPrintable(run.failure));
+        QCOMPARE(run.standardError, rendering({processingFailed()}, pattern));
+        QCOMPARE(run.standardOutput, QByteArray());
+        QCOMPARE(run.exitCode, 0);
+        QCOMPARE(run.requests, requests);
+    }
 }
 
 QTEST_GUILESS_MAIN(TestExecution)
