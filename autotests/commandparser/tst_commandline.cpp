@@ -2,7 +2,9 @@
 #include "testbus.h"
 #include "toolrunner.h"
 
+#include <QDir>
 #include <QFile>
+#include <QTemporaryDir>
 #include <QTest>
 #include <QTextCodec>
 
@@ -27,6 +29,7 @@ private Q_SLOTS:
 
 private:
     TestBus m_bus;
+    QTemporaryDir m_hostileConfig;
 };
 
 namespace {
@@ -103,6 +106,18 @@ void TestCommandLine::initTestCase()
     // Arguments with non-ASCII text go to the tool as UTF-8 whatever the test's own locale.
     QTextCodec::setCodecForLocale(QTextCodec::codecForName("UTF-8"));
     QVERIFY2(m_bus.start(), qPrintable(m_bus.errorString()));
+
+    // A user set-up that would silence or reshape the log if it reached the tool: every row
+    // below shows that the runner keeps it out.
+    QVERIFY(m_hostileConfig.isValid());
+    QVERIFY(QDir(m_hostileConfig.path()).mkpath(QStringLiteral("QtProject")));
+    QFile rules(m_hostileConfig.filePath(QStringLiteral("QtProject/qtlogging.ini")));
+    QVERIFY(rules.open(QIODevice::WriteOnly));
+    rules.write("[Rules]\n*.debug=false\n");
+    rules.close();
+    qputenv("XDG_CONFIG_HOME", QFile::encodeName(m_hostileConfig.path()));
+    qputenv("QT_LOGGING_RULES", "default.critical=false");
+    qputenv("QT_MESSAGE_PATTERN", "%{time} %{message}");
 }
 
 void TestCommandLine::cleanupTestCase()

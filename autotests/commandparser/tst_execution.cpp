@@ -254,6 +254,9 @@ void TestExecution::resultFields_data()
             << LogMessages{line("m", "-7"), line("n", "42"), line("z", "0")} << sent;
     QTest::newRow("fraction: its decimal text")
             << ping << withDetails(R"({"d": 2.5})") << LogMessages{line("d", "2.5")} << sent;
+    QTest::newRow("double of a whole value: no fraction")
+            << ping << withDetails(R"({"d": {"$typed": "d", "value": 2}})")
+            << LogMessages{line("d", "2")} << sent;
     QTest::newRow("numbers of other D-Bus types: decimal")
             << ping
             << withDetails(R"({"u": {"$typed": "u", "value": 7}, "x": {"$typed": "x", "value": -8},
