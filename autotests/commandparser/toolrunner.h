@@ -47,7 +47,7 @@ extern const QString fileLinePattern;
 QByteArray rendering(const LogMessages &messages, MessagePattern pattern);
 
 // The request maps as the simulator records them: every value a one-key object naming its D-Bus
-// type. Each is returned in the canonical compact JSON form that recordedRequests() gives.
+// type. Each is returned in the canonical compact JSON form that ToolRun::requests holds.
 QString categoriesRequest();
 QString commandsRequest(const QString &category);
 QString executeRequest(int command, const QStringList &arguments);

@@ -159,13 +159,13 @@ void TestListing::categories_data()
                        + LogMessages{listedLine(6, QStringLiteral("IPC"),
                                                 QStringLiteral("( a: b )"))}
             << sent;
-    QTest::newRow("failed query: message 1, every category without texts")
+    QTest::newRow("failed query: processing error, every category without texts")
             << l << answering(categoriesQuery, R"({"resultId": "Failure", "errorId": "Busy"})")
             << LogMessages{queryError(categoriesFunction,
                                       "Processing GetCommandCategories failed!")}
                        + noneListed
             << sent;
-    QTest::newRow("success without error id: message 1")
+    QTest::newRow("success without error id: processing error")
             << l
             << answering(categoriesQuery, QByteArrayLiteral(R"({"resultId": "Success", )")
                                                   + R"("commandCategories": )"
@@ -174,7 +174,7 @@ void TestListing::categories_data()
                                       "Processing GetCommandCategories failed!")}
                        + noneListed
             << sent;
-    QTest::newRow("D-Bus error: message 1")
+    QTest::newRow("D-Bus error: processing error")
             << l
             << answering(categoriesQuery,
                          R"({"$error": {"name": "se.tarnvik.Error.Busy", "message": "busy"}})")
@@ -182,7 +182,7 @@ void TestListing::categories_data()
                                       "Processing GetCommandCategories failed!")}
                        + noneListed
             << sent;
-    QTest::newRow("success without the category list: message 2")
+    QTest::newRow("success without the category list: categories not found")
             << l << answering(categoriesQuery, R"({"resultId": "Success", "errorId": "NoError"})")
             << LogMessages{queryError(categoriesFunction, "Command categories not found!")}
                        + noneListed
@@ -259,12 +259,12 @@ void TestListing::commands_data()
     const LogMessages noneListed = unlistedEntries(ipcCommands);
     const QByteArray echoEntry = entry(QStringLiteral("Echo"));
 
-    QTest::newRow("failed query: message 3 names the category query")
+    QTest::newRow("failed query: processing error naming the category query")
             << ipc << answering(commandsQuery, R"({"resultId": "Failure", "errorId": "Busy"})")
             << LogMessages{queryError(commandsFunction, "Processing GetCommandCategories failed!")}
                        + noneListed
             << sent;
-    QTest::newRow("success in lower case: message 3")
+    QTest::newRow("success in lower case: processing error")
             << ipc
             << answering(commandsQuery, QByteArrayLiteral(R"({"resultId": "success", )")
                                                 + R"("errorId": "NoError", "commands": )"
@@ -272,12 +272,12 @@ void TestListing::commands_data()
             << LogMessages{queryError(commandsFunction, "Processing GetCommandCategories failed!")}
                        + noneListed
             << sent;
-    QTest::newRow("peer out of answers: message 3")
+    QTest::newRow("peer out of answers: processing error")
             << ipc << QByteArray("{}")
             << LogMessages{queryError(commandsFunction, "Processing GetCommandCategories failed!")}
                        + noneListed
             << sent;
-    QTest::newRow("success without the command list: message 4")
+    QTest::newRow("success without the command list: commands not found")
             << ipc << answering(commandsQuery, R"({"resultId": "Success", "errorId": "NoError"})")
             << LogMessages{queryError(commandsFunction, "Commands not found!")} + noneListed
             << sent;
