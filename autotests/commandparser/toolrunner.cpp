@@ -115,7 +115,8 @@ QByteArray answering(const QString &commandId, const QByteArray &response)
 }
 
 ToolRunner::ToolRunner(const TestBus &bus)
-    : m_bus(bus), m_dir(std::make_unique<QTemporaryDir>()) { }
+    : m_bus(bus), m_toolPath(toolPath()), m_dir(std::make_unique<QTemporaryDir>())
+{ }
 
 ToolRunner::~ToolRunner()
 {
@@ -273,7 +274,7 @@ ToolRun ToolRunner::run(const QStringList &arguments, MessagePattern pattern,
         env.insert(name, extraEnvironment.value(name));
 
     QProcess tool;
-    tool.setProgram(toolPath());
+    tool.setProgram(m_toolPath);
     tool.setArguments(arguments);
     tool.setProcessEnvironment(env);
     tool.setProcessChannelMode(QProcess::SeparateChannels);

@@ -91,6 +91,8 @@ public:
 
     // The path the tool was started with, as its own usage line shows it.
     static QString toolPath();
+    // Runs another build of the tool from now on; the built command-parser until then.
+    void setToolPath(const QString &path) { m_toolPath = path; }
 
 private:
     bool startSimulator(const QStringList &arguments);
@@ -99,6 +101,7 @@ private:
     QStringList takeRecordedRequests() const;
 
     const TestBus &m_bus;
+    QString m_toolPath;
     std::unique_ptr<QTemporaryDir> m_dir;
     QString m_recordPath;
     mutable qint64 m_recordRead = 0;
