@@ -1,0 +1,321 @@
+#include "toolrunner.h"
+
+#include "testbus.h"
+
+#include <QDBusConnection>
+#include <QDBusConnectionInterface>
+#include <QDeadlineTimer>
+#include <QDebug>
+#include <QFile>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QTest>
+#include <QThread>
+
+namespace {
+const char toolProgram[] = COMMAND_PARSER_PATH;
+const char simulatorProgram[] = COMMAND_HANDLER_SIM_PATH;
+
+const QString serviceName = QStringLiteral("se.tarnvik.CommandHandler");
+
+constexpr int startTimeoutMs = 10000;
+// Long enough for the bus's own reply time-out to pass first on a peer that never answers.
+constexpr int runTimeoutMs = 30000;
+constexpr int stopTimeoutMs = 5000;
+
+QString canonical(const QJsonObject &object)
+{
+    return QString::fromUtf8(QJsonDocument(object).toJson(QJsonDocument::Compact));
+}
+
+QJsonObject text(const QString &value)
+{
+    return {{QStringLiteral("s"), value}};
+}
+
+QJsonObject catalogueRequest(const QString &commandId)
+{
+    return {{QStringLiteral("commandId"), text(commandId)},
+            {QStringLiteral("senderId"), text(QStringLiteral("CommandHandler"))},
+            {QStringLiteral("subCommandId"), text(QStringLiteral("Undefined"))}};
+}
+
+QString typeName(QtMsgType type)
+{
+    switch (type) {
+    case QtDebugMsg:
+        return QStringLiteral("debug");
+    case QtInfoMsg:
+        return QStringLiteral("info");
+    case QtWarningMsg:
+        return QStringLiteral("warning");
+    case QtCriticalMsg:
+        return QStringLiteral("critical");
+    case QtFatalMsg:
+        return QStringLiteral("fatal");
+    }
+    return QString();
+}
+} // namespace
+
+const QString contextPattern = QStringLiteral("%{type}|%{category}|%{function}|%{message}");
+const QString fileLinePattern = QStringLiteral("%{file}|%{line}|%{function}");
+
+LogMessage debugMessage(const QString &function, const QString &text)
+{
+    return {QtDebugMsg, function, text};
+}
+
+LogMessage criticalMessage(const QString &function, const QString &text)
+{
+    return {QtCriticalMsg, function, text};
+}
+
+QByteArray rendering(const LogMessages &messages, MessagePattern pattern)
+{
+    QString out;
+    for (const LogMessage &message : messages) {
+        if (pattern == MessagePattern::Context)
+            out += typeName(message.type) + QStringLiteral("|default|") + message.function
+                   + QLatin1Char('|');
+        out += message.text + QLatin1Char('\n');
+    }
+    return out.toUtf8();
+}
+
+QString categoriesRequest()
+{
+    return canonical(catalogueRequest(QStringLiteral("GetCommandCategories")));
+}
+
+QString commandsRequest(const QString &category)
+{
+    QJsonObject request = catalogueRequest(QStringLiteral("GetCommands"));
+    request.insert(QStringLiteral("category"), text(category));
+    return canonical(request);
+}
+
+QString executeRequest(int command, const QStringList &arguments)
+{
+    QJsonArray args;
+    for (const QString &argument : arguments)
+        args.append(text(argument));
+    return canonical(
+            {{QStringLiteral("args"), QJsonObject{{QStringLiteral("av"), args}}},
+             {QStringLiteral("commandId"), text(QStringLiteral("HandleCommand"))},
+             {QStringLiteral("senderId"), text(QStringLiteral("CommandHandler"))},
+             {QStringLiteral("subCommandId"), QJsonObject{{QStringLiteral("i"), command}}}});
+}
+
+QByteArray answering(const QString &commandId, const QByteArray &response)
+{
+    return QByteArrayLiteral("{\"byCommand\": {\"") + commandId.toUtf8() + QByteArrayLiteral("\": ")
+           + response + QByteArrayLiteral("}}");
+}
+
+ToolRunner::ToolRunner(const TestBus &bus)
+    : m_bus(bus), m_toolPath(toolPath()), m_dir(std::make_unique<QTemporaryDir>())
+{ }
+
+ToolRunner::~ToolRunner()
+{
+    stopSimulator();
+}
+
+QString ToolRunner::toolPath()
+{
+    return QString::fromUtf8(toolProgram);
+}
+
+bool ToolRunner::startScripted(const QByteArray &script)
+{
+    stopSimulator();
+    if (!m_dir->isValid()) {
+        m_error = QStringLiteral("no temporary folder: ") + m_dir->errorString();
+        return false;
+    }
+    const QString scriptPath = m_dir->filePath(QStringLiteral("script.json"));
+    QFile file(scriptPath);
+    if (!file.open(QIODevice::WriteOnly) || file.write(script) != script.size()) {
+        m_error = QStringLiteral("cannot write ") + scriptPath;
+        return false;
+    }
+    file.close();
+    return startSimulator({QStringLiteral("--script"), scriptPath});
+}
+
+bool ToolRunner::startDevice()
+{
+    stopSimulator();
+    if (!m_dir->isValid()) {
+        m_error = QStringLiteral("no temporary folder: ") + m_dir->errorString();
+        return false;
+    }
+    return startSimulator({QStringLiteral("--step")});
+}
+
+bool ToolRunner::startSimulator(const QStringList &arguments)
+{
+    m_recordPath = m_dir->filePath(QStringLiteral("record.jsonl"));
+    QFile::remove(m_recordPath);
+    m_recordRead = 0;
+    m_simulator.setProgram(QString::fromUtf8(simulatorProgram));
+    m_simulator.setArguments(arguments + QStringList{QStringLiteral("--record"), m_recordPath});
+    m_simulator.setProcessEnvironment(cleanEnvironment());
+    // To files rather than pipes, so that a talkative peer can never block on a full pipe.
+    const QString logPath = m_dir->filePath(QStringLiteral("simulator.log"));
+    m_simulator.setStandardOutputFile(logPath);
+    m_simulator.setStandardErrorFile(logPath, QIODevice::Append);
+    m_simulator.start();
+    if (!m_simulator.waitForStarted(startTimeoutMs)) {
+        m_error = QStringLiteral("command-handler-sim did not start: ") + m_simulator.errorString();
+        return false;
+    }
+    // A peer that refuses its script ends at once; its reason is then the error.
+    bool owned = false;
+    QDeadlineTimer deadline(startTimeoutMs);
+    while (!owned && !deadline.hasExpired() && !m_simulator.waitForFinished(0))
+        owned = m_bus.waitForService(serviceName, 200);
+    if (!owned) {
+        stopSimulator();
+        QFile log(logPath);
+        log.open(QIODevice::ReadOnly);
+        m_error = QStringLiteral("command-handler-sim did not take its name: ")
+                  + QString::fromLocal8Bit(log.readAll());
+        return false;
+    }
+    return true;
+}
+
+void ToolRunner::stopSimulator()
+{
+    if (m_simulator.state() == QProcess::NotRunning)
+        return;
+    m_simulator.terminate();
+    if (!m_simulator.waitForFinished(stopTimeoutMs)) {
+        m_simulator.kill();
+        m_simulator.waitForFinished(stopTimeoutMs);
+    }
+    // The next peer could not take the name while the bus still holds it for this one.
+    waitForNameReleased();
+}
+
+bool ToolRunner::waitForNameReleased() const
+{
+    const QString connectionName = QStringLiteral("toolrunner-release-") + m_bus.address();
+    bool released = false;
+    {
+        QDBusConnection bus = QDBusConnection::connectToBus(m_bus.address(), connectionName);
+        QDeadlineTimer deadline(stopTimeoutMs);
+        while (bus.isConnected() && !deadline.hasExpired()) {
+            if (!bus.interface()->isServiceRegistered(serviceName)) {
+                released = true;
+                break;
+            }
+            QThread::msleep(10);
+        }
+    }
+    QDBusConnection::disconnectFromBus(connectionName);
+    return released;
+}
+
+QProcessEnvironment ToolRunner::cleanEnvironment() const
+{
+    QProcessEnvironment env = m_bus.environment();
+    // Nothing of the user's logging set-up may change what the tool writes.
+    for (const char *name :
+         {"QT_LOGGING_RULES", "QT_LOGGING_CONF", "QT_MESSAGE_PATTERN", "QT_FATAL_WARNINGS",
+          "QT_FATAL_CRITICALS", "QT_LOGGING_TO_CONSOLE", "QT_ASSUME_STDERR_HAS_CONSOLE",
+          "QT_FORCE_STDERR_LOGGING", "QT_LOGGING_DEBUG", "LANG", "LANGUAGE"}) {
+        env.remove(QString::fromLatin1(name));
+    }
+    const QString emptyConfig = m_dir->filePath(QStringLiteral("config"));
+    env.insert(QStringLiteral("XDG_CONFIG_HOME"), emptyConfig);
+    env.insert(QStringLiteral("XDG_CONFIG_DIRS"), emptyConfig);
+    // A locale without UTF-8: the tool's bytes must not depend on it.
+    env.insert(QStringLiteral("LC_ALL"), QStringLiteral("C"));
+    return env;
+}
+
+QStringList ToolRunner::takeRecordedRequests() const
+{
+    QStringList requests;
+    if (m_recordPath.isEmpty())
+        return requests;
+    QFile file(m_recordPath);
+    if (!file.open(QIODevice::ReadOnly))
+        return requests;
+    file.seek(m_recordRead);
+    const QByteArray data = file.readAll();
+    m_recordRead += data.size();
+    for (const QByteArray &line : data.split('\n')) {
+        if (line.trimmed().isEmpty())
+            continue;
+        QJsonParseError error;
+        const QJsonDocument document = QJsonDocument::fromJson(line, &error);
+        requests.append(error.error == QJsonParseError::NoError && document.isObject()
+                                ? canonical(document.object())
+                                : QString::fromUtf8(line));
+    }
+    return requests;
+}
+
+ToolRun ToolRunner::run(const QStringList &arguments, MessagePattern pattern,
+                        const QProcessEnvironment &extraEnvironment) const
+{
+    ToolRun result;
+    QProcessEnvironment env = cleanEnvironment();
+    if (pattern == MessagePattern::Context)
+        env.insert(QStringLiteral("QT_MESSAGE_PATTERN"), contextPattern);
+    else if (pattern == MessagePattern::FileLine)
+        env.insert(QStringLiteral("QT_MESSAGE_PATTERN"), fileLinePattern);
+    for (const QString &name : extraEnvironment.keys())
+        env.insert(name, extraEnvironment.value(name));
+
+    QProcess tool;
+    tool.setProgram(m_toolPath);
+    tool.setArguments(arguments);
+    tool.setProcessEnvironment(env);
+    tool.setProcessChannelMode(QProcess::SeparateChannels);
+    tool.start();
+    if (!tool.waitForStarted(startTimeoutMs)) {
+        result.failure = QStringLiteral("command-parser did not start: ") + tool.errorString();
+        return result;
+    }
+    tool.closeWriteChannel();
+    if (!tool.waitForFinished(runTimeoutMs)) {
+        tool.kill();
+        tool.waitForFinished(stopTimeoutMs);
+        result.failure
+                = QStringLiteral("command-parser did not end within %1 ms").arg(runTimeoutMs);
+    } else if (tool.exitStatus() != QProcess::NormalExit) {
+        result.failure = QStringLiteral("command-parser crashed");
+    }
+    result.exitCode = tool.exitCode();
+    result.standardOutput = tool.readAllStandardOutput();
+    result.standardError = tool.readAllStandardError();
+    result.requests = takeRecordedRequests();
+    return result;
+}
+
+void verifyLoggedRuns(const ToolRunner &runner, const QStringList &arguments,
+                      const LogMessages &messages, const QStringList &requests,
+                      const QProcessEnvironment &extraEnvironment)
+{
+    for (MessagePattern pattern : {MessagePattern::Default, MessagePattern::Context}) {
+        const ToolRun run = runner.run(arguments, pattern, extraEnvironment);
+        QVERIFY2(run.failure.isEmpty(), qPrintable(run.failure));
+        if (run.standardError != rendering(messages, pattern)) {
+            qWarning().noquote() << (pattern == MessagePattern::Default ? "default" : "context")
+                                 << "pattern, whole standard error:\n"
+                                 << QString::fromUtf8(run.standardError);
+        }
+        // Compared line by line so that a failure names the first line that differs; the split
+        // keeps every byte.
+        QCOMPARE(run.standardError.split('\n'), rendering(messages, pattern).split('\n'));
+        QCOMPARE(run.standardOutput, QByteArray());
+        QCOMPARE(run.exitCode, 0);
+        QCOMPARE(run.requests, requests);
+    }
+}

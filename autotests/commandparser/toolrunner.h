@@ -1,0 +1,119 @@
+#ifndef TOOLRUNNER_H
+#define TOOLRUNNER_H
+
+#include <QByteArray>
+#include <QList>
+#include <QMetaType>
+#include <QProcess>
+#include <QProcessEnvironment>
+#include <QString>
+#include <QStringList>
+#include <QTemporaryDir>
+#include <QtGlobal>
+
+#include <memory>
+
+class TestBus;
+
+// One message the tool logs: its severity, the function as the message pattern's %{function}
+// names it, and its text.
+struct LogMessage
+{
+    QtMsgType type = QtDebugMsg;
+    QString function;
+    QString text;
+};
+Q_DECLARE_METATYPE(LogMessage)
+using LogMessages = QList<LogMessage>;
+
+LogMessage debugMessage(const QString &function, const QString &text);
+LogMessage criticalMessage(const QString &function, const QString &text);
+
+// How the tool's log reaches standard error.
+enum class MessagePattern {
+    // QT_MESSAGE_PATTERN unset: Qt's default handler writes the bare text.
+    Default,
+    // contextPattern: severity, category, function and text of each message.
+    Context,
+    // fileLinePattern: where each message comes from, one line per message.
+    FileLine,
+};
+
+extern const QString contextPattern;
+extern const QString fileLinePattern;
+
+// The bytes Qt's default handler writes for the messages under the pattern (not for FileLine,
+// whose file and line are the build's).
+QByteArray rendering(const LogMessages &messages, MessagePattern pattern);
+
+// The request maps as the simulator records them: every value a one-key object naming its D-Bus
+// type. Each is returned in the canonical compact JSON form that ToolRun::requests holds.
+QString categoriesRequest();
+QString commandsRequest(const QString &category);
+QString executeRequest(int command, const QStringList &arguments);
+
+// A script whose every request of the command id gets the response, however often it comes.
+QByteArray answering(const QString &commandId, const QByteArray &response);
+
+struct ToolRun
+{
+    // Empty when the tool ran and ended on its own within the time; otherwise what went wrong.
+    QString failure;
+    int exitCode = -1;
+    QByteArray standardOutput;
+    QByteArray standardError;
+    // The requests recorded during this run, in canonical compact JSON; an unparsable line is
+    // kept as it is.
+    QStringList requests;
+};
+
+// Runs the built command-parser against a command-handler-sim on the test's private bus. One
+// runner serves one peer: start it, run the tool as often as needed, and the destructor stops the
+// peer and waits until its bus name is free again.
+class ToolRunner
+{
+public:
+    explicit ToolRunner(const TestBus &bus);
+    ~ToolRunner();
+    ToolRunner(const ToolRunner &) = delete;
+    ToolRunner &operator=(const ToolRunner &) = delete;
+
+    // The scripted peer, answering from the JSON script.
+    bool startScripted(const QByteArray &script);
+    // The simulated device, in its repeatable mode.
+    bool startDevice();
+    void stopSimulator();
+    QString errorString() const { return m_error; }
+
+    // extraEnvironment is applied last, over the cleaned environment.
+    ToolRun run(const QStringList &arguments, MessagePattern pattern = MessagePattern::Default,
+                const QProcessEnvironment &extraEnvironment = QProcessEnvironment()) const;
+
+    // The path the tool was started with, as its own usage line shows it.
+    static QString toolPath();
+    // Runs another build of the tool from now on; the built command-parser until then.
+    void setToolPath(const QString &path) { m_toolPath = path; }
+
+private:
+    bool startSimulator(const QStringList &arguments);
+    bool waitForNameReleased() const;
+    QProcessEnvironment cleanEnvironment() const;
+    QStringList takeRecordedRequests() const;
+
+    const TestBus &m_bus;
+    QString m_toolPath;
+    std::unique_ptr<QTemporaryDir> m_dir;
+    QString m_recordPath;
+    mutable qint64 m_recordRead = 0;
+    QProcess m_simulator;
+    QString m_error;
+};
+
+// Runs the tool with the arguments once under each of Default and Context and compares, byte for
+// byte, the whole standard error with the messages, standard output with nothing, the exit status
+// with 0 and the recorded requests with the expected ones. Reports through QTest.
+void verifyLoggedRuns(const ToolRunner &runner, const QStringList &arguments,
+                      const LogMessages &messages, const QStringList &requests,
+                      const QProcessEnvironment &extraEnvironment = QProcessEnvironment());
+
+#endif // TOOLRUNNER_H

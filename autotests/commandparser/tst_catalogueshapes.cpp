@@ -1,0 +1,255 @@
+#include "catalogue.h"
+#include "testbus.h"
+#include "toolrunner.h"
+
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QProcessEnvironment>
+#include <QTest>
+#include <QTextCodec>
+
+#include <limits>
+
+// command-parser -l and -c on catalogue shapes that the device's catalogue never takes: the tool's
+// own sources built against a test build of the platform library whose catalogue
+// LS_TEST_CATALOGUE chooses (testcatalogue.cpp), run against the scripted peer.
+class TestCatalogueShapes : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase();
+    void cleanupTestCase();
+
+    void listings_data();
+    void listings();
+
+private:
+    TestBus m_bus;
+};
+
+namespace {
+const char toolProgram[] = COMMAND_PARSER_TESTCATALOGUE_PATH;
+
+const QString categoriesQuery = QStringLiteral("GetCommandCategories");
+const QString commandsQuery = QStringLiteral("GetCommands");
+
+constexpr int minimum = std::numeric_limits<int>::min();
+
+// A successful answer to the query carrying the entries under the payload key.
+QByteArray catalogueAnswer(const QString &query, const QJsonArray &entries)
+{
+    QJsonObject response{{QStringLiteral("resultId"), QStringLiteral("Success")},
+                         {QStringLiteral("errorId"), QStringLiteral("NoError")}};
+    response.insert(query == categoriesQuery ? QStringLiteral("commandCategories")
+                                             : QStringLiteral("commands"),
+                    entries);
+    return answering(query, QJsonDocument(response).toJson(QJsonDocument::Compact));
+}
+
+QString describe(const QString &name)
+{
+    return QStringLiteral("About ") + name;
+}
+
+QJsonObject entry(const QString &name)
+{
+    return {{QStringLiteral("id"), name},
+            {QStringLiteral("description"), describe(name)},
+            {QStringLiteral("argumentCount"), 0}};
+}
+
+// One entry per enumerator, with a description and no arguments, in the given order.
+QJsonArray entries(const QList<Enumerator> &enumerators)
+{
+    QJsonArray array;
+    for (const Enumerator &enumerator : enumerators)
+        array.append(entry(enumerator.name));
+    return array;
+}
+
+QJsonArray reversed(const QJsonArray &array)
+{
+    QJsonArray result;
+    for (const QJsonValue &value : array)
+        result.prepend(value);
+    return result;
+}
+
+// The lines of enumerators whose entries entries() gave, in the order given.
+LogMessages described(const QList<Enumerator> &enumerators)
+{
+    LogMessages messages;
+    for (const Enumerator &enumerator : enumerators)
+        messages << listedLine(enumerator.value, describe(enumerator.name));
+    return messages;
+}
+
+Enumerator category(int value)
+{
+    return {value, categoryName(value)};
+}
+} // namespace
+
+void TestCatalogueShapes::initTestCase()
+{
+    QTextCodec::setCodecForLocale(QTextCodec::codecForName("UTF-8"));
+    QVERIFY2(m_bus.start(), qPrintable(m_bus.errorString()));
+}
+
+void TestCatalogueShapes::cleanupTestCase()
+{
+    m_bus.stop();
+}
+
+void TestCatalogueShapes::listings_data()
+{
+    QTest::addColumn<QString>("catalogue");
+    QTest::addColumn<QStringList>("arguments");
+    QTest::addColumn<QByteArray>("script");
+    QTest::addColumn<LogMessages>("messages");
+    QTest::addColumn<QStringList>("requests");
+
+    const QStringList l = {QStringLiteral("-l")};
+    auto c = [](int number) {
+        return QStringList{QStringLiteral("-c"), QString::number(number)};
+    };
+    const QStringList askedCategories = {categoriesRequest()};
+    const QList<Enumerator> categories = categoryEnumerators();
+    const QByteArray everyCategory = catalogueAnswer(categoriesQuery, entries(categories));
+    const QByteArray emptyCategories = catalogueAnswer(categoriesQuery, QJsonArray());
+
+    QTest::newRow("device's catalogue: -l lists the six as the tool's own build does")
+            << QString() << l << catalogueAnswer(categoriesQuery, reversed(entries(categories)))
+            << described(categories) << askedCategories;
+    QTest::newRow("device's catalogue: -c 0 is unknown, nothing asked")
+            << QString() << c(0) << catalogueAnswer(commandsQuery, entries(commandEnumerators(1)))
+            << LogMessages{unknownCategory(0)} << QStringList();
+
+    QTest::newRow("no categories: -l asks, then writes nothing")
+            << QStringLiteral("nocategories") << l << everyCategory << LogMessages()
+            << askedCategories;
+    QTest::newRow("no categories, empty catalogue: -l asks, then writes nothing")
+            << QStringLiteral("nocategories") << l << emptyCategories << LogMessages()
+            << askedCategories;
+    QTest::newRow("no categories: -c 1 is unknown, nothing asked")
+            << QStringLiteral("nocategories") << c(1)
+            << catalogueAnswer(commandsQuery, entries(commandEnumerators(1)))
+            << LogMessages{unknownCategory(1)} << QStringList();
+
+    const Enumerator spare{7, QStringLiteral("SpareCommandId")};
+    QJsonArray spareAnswer = entries(commandEnumerators(6));
+    spareAnswer.append(entry(QStringLiteral("SpareCommand")));
+    QTest::newRow("spare category 7: -c 7 asks for SpareCommandId, then silence")
+            << QStringLiteral("spare") << c(7) << catalogueAnswer(commandsQuery, spareAnswer)
+            << LogMessages() << QStringList{commandsRequest(spare.name)};
+    QTest::newRow("spare category 7: -l lists it after the six")
+            << QStringLiteral("spare") << l
+            << catalogueAnswer(categoriesQuery, entries(categories + QList<Enumerator>{spare}))
+            << described(categories + QList<Enumerator>{spare}) << askedCategories;
+
+    // PaperFeedCommandId carries ConfigurationCommandId's value 1; its own entry differs.
+    QJsonArray sharedAnswer = entries(categories);
+    sharedAnswer[0]
+            = QJsonObject{{QStringLiteral("id"), QStringLiteral("ConfigurationCommandId")},
+                          {QStringLiteral("description"), QStringLiteral("Setup")},
+                          {QStringLiteral("argumentCount"), 1},
+                          {QStringLiteral("argumentTypes"),
+                           QJsonArray{QJsonObject{{QStringLiteral("name"), QStringLiteral("a")},
+                                                  {QStringLiteral("type"), QStringLiteral("b")}}}}};
+    sharedAnswer[1] = QJsonObject{{QStringLiteral("id"), QStringLiteral("PaperFeedCommandId")},
+                                  {QStringLiteral("description"), QStringLiteral("Paper")}};
+    const LogMessage setupLine = listedLine(1, QStringLiteral("Setup"), QStringLiteral("( a: b )"));
+    QTest::newRow("shared category value: -l writes 1 twice, both with the first one's texts")
+            << QStringLiteral("shared") << l << catalogueAnswer(categoriesQuery, sharedAnswer)
+            << LogMessages{setupLine, setupLine} + described(categories.mid(2)) << askedCategories;
+    QTest::newRow("shared category value, empty catalogue: both lines name the first one")
+            << QStringLiteral("shared") << l << emptyCategories
+            << unlistedEntry(category(1)) + unlistedEntry(category(1))
+                       + unlistedEntries(categories.mid(2))
+            << askedCategories;
+
+    // Echo carries Ping's value 601.
+    const QList<Enumerator> ipcCommands = commandEnumerators(6);
+    const Enumerator ping = ipcCommands.at(0);
+    const Enumerator serviceInfo = ipcCommands.at(1);
+    const Enumerator deviceState = ipcCommands.at(3);
+    const QStringList askedIpc = {commandsRequest(QStringLiteral("IpcCommandId"))};
+    QTest::newRow("shared command value: -c 6 writes 601 twice, both with Ping's texts")
+            << QStringLiteral("shared") << c(6)
+            << catalogueAnswer(commandsQuery, reversed(entries(ipcCommands)))
+            << described({ping, serviceInfo, ping, deviceState}) << askedIpc;
+    QTest::newRow("shared command value, empty catalogue: both 601 lines name Ping")
+            << QStringLiteral("shared") << c(6) << catalogueAnswer(commandsQuery, QJsonArray())
+            << unlistedEntries({ping, serviceInfo, ping, deviceState}) << askedIpc;
+
+    // PaperFeedCommandId and TestingCommandId are missing; MinimumCommandId = -2147483648.
+    QTest::newRow("-c -2147483648 named: asked for, the first missing category's commands listed")
+            << QStringLiteral("minimum") << c(minimum)
+            << catalogueAnswer(commandsQuery,
+                               reversed(entries(commandEnumerators(2) + commandEnumerators(5))))
+            << described(commandEnumerators(2))
+            << QStringList{commandsRequest(QStringLiteral("MinimumCommandId"))};
+    QTest::newRow("missing category: -c 2 is unknown, nothing asked")
+            << QStringLiteral("minimum") << c(2)
+            << catalogueAnswer(commandsQuery, entries(commandEnumerators(2)))
+            << LogMessages{unknownCategory(2)} << QStringList();
+
+    // ConfigurationCommandId = 0.
+    const QList<Enumerator> configurationCommands = commandEnumerators(1);
+    const QByteArray configurationAnswer
+            = catalogueAnswer(commandsQuery, reversed(entries(configurationCommands)));
+    const QStringList askedConfiguration
+            = {commandsRequest(QStringLiteral("ConfigurationCommandId"))};
+    QTest::newRow("category of value 0: -c 0 asks for it and lists its commands")
+            << QStringLiteral("zero") << c(0) << configurationAnswer
+            << described(configurationCommands) << askedConfiguration;
+    QTest::newRow("category of value 0: -c x is reported, then read as 0 and listed")
+            << QStringLiteral("zero") << QStringList{QStringLiteral("-c"), QStringLiteral("x")}
+            << configurationAnswer
+            << LogMessages{criticalMessage(QStringLiteral("main"),
+                                           QStringLiteral("ERROR: Invalid category specified."))}
+                       + described(configurationCommands)
+            << askedConfiguration;
+
+    // Categories declared as 3, 1, 2, 6, 4, 5; the answer runs from 6 down to 1.
+    QTest::newRow("categories declared 3, 1, 2, 6, 4, 5: -l in that order")
+            << QStringLiteral("order") << l
+            << catalogueAnswer(categoriesQuery, reversed(entries(categories)))
+            << described({category(3), category(1), category(2), category(6), category(4),
+                          category(5)})
+            << askedCategories;
+    // Ipc commands declared as 603, 601, 604, 602; the answer runs from 604 down to 601.
+    QTest::newRow("commands declared 603, 601, 604, 602: -c 6 in that order")
+            << QStringLiteral("order") << c(6)
+            << catalogueAnswer(commandsQuery, reversed(entries(ipcCommands)))
+            << described({ipcCommands.at(2), ping, deviceState, serviceInfo}) << askedIpc;
+
+    // EmbossCommandId's command enum has no enumerators.
+    QTest::newRow("empty command enum: -c 4 asks for EmbossCommandId, then writes nothing")
+            << QStringLiteral("nocommands") << c(4)
+            << catalogueAnswer(commandsQuery, entries(commandEnumerators(4))) << LogMessages()
+            << QStringList{commandsRequest(QStringLiteral("EmbossCommandId"))};
+}
+
+void TestCatalogueShapes::listings()
+{
+    QFETCH(QString, catalogue);
+    QFETCH(QStringList, arguments);
+    QFETCH(QByteArray, script);
+    QFETCH(LogMessages, messages);
+    QFETCH(QStringList, requests);
+
+    ToolRunner runner(m_bus);
+    runner.setToolPath(QString::fromUtf8(toolProgram));
+    QVERIFY2(runner.startScripted(script), qPrintable(runner.errorString()));
+    // Set even when empty, so that no catalogue of the test's own environment comes through.
+    QProcessEnvironment environment;
+    environment.insert(QStringLiteral("LS_TEST_CATALOGUE"), catalogue);
+    verifyLoggedRuns(runner, arguments, messages, requests, environment);
+}
+
+QTEST_GUILESS_MAIN(TestCatalogueShapes)
+
+#include "tst_catalogueshapes.moc"
