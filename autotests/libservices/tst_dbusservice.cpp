@@ -163,6 +163,7 @@ private Q_SLOTS:
     void noBus_data();
     void noBus();
     void busDiesMidCall();
+    void connectsOnlyForTheCall();
 
 private:
     void startPeer();
@@ -719,6 +720,24 @@ void TestDBusService::busDiesMidCall()
     QCOMPARE(client.readAllStandardError(), QByteArray());
     peer.kill();
     peer.waitForFinished(5000);
+}
+
+void TestDBusService::connectsOnlyForTheCall()
+{
+    TiedProcess client;
+    client.setProcessEnvironment(m_bus.environment());
+    client.start(clientProgram, {ls::ServiceId::CommandHandler, QStringLiteral("Echo"),
+                                 QStringLiteral("--connections")});
+    QVERIFY(client.waitForFinished(30000));
+    QCOMPARE(client.exitCode(), 0);
+    const QVariantMap response
+            = QJsonDocument::fromJson(client.readAllStandardOutput()).toVariant().toMap();
+
+    // Loading the library, registering and looking up leave the bus alone; the call connects.
+    QCOMPARE(response.value(QStringLiteral("connectedBefore")), QVariant(false));
+    QCOMPARE(response.value(QStringLiteral("connectedAfterLookUp")), QVariant(false));
+    QCOMPARE(response.value(QStringLiteral("connectedAfterCall")), QVariant(true));
+    QCOMPARE(response.value(ls::commandIdKey), QVariant(QStringLiteral("Echo")));
 }
 
 QTEST_GUILESS_MAIN(TestDBusService)
