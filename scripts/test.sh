@@ -6,4 +6,4 @@ build=${BUILD_DIR:-$root/build}
 
 "$root/scripts/build.sh"
 cd "$build"
-ctest --output-on-failure -j"$(nproc)" "$@"
+ctest --output-on-failure --timeout 600 -j"$(nproc)" "$@"
