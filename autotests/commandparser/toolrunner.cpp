@@ -1,5 +1,6 @@
 #include "toolrunner.h"
 
+#include "messagelog.h"
 #include "testbus.h"
 
 #include <QDebug>
@@ -34,23 +35,6 @@ QJsonObject catalogueRequest(const QString &commandId)
             {QStringLiteral("senderId"), text(QStringLiteral("CommandHandler"))},
             {QStringLiteral("subCommandId"), text(QStringLiteral("Undefined"))}};
 }
-
-QString typeName(QtMsgType type)
-{
-    switch (type) {
-    case QtDebugMsg:
-        return QStringLiteral("debug");
-    case QtInfoMsg:
-        return QStringLiteral("info");
-    case QtWarningMsg:
-        return QStringLiteral("warning");
-    case QtCriticalMsg:
-        return QStringLiteral("critical");
-    case QtFatalMsg:
-        return QStringLiteral("fatal");
-    }
-    return QString();
-}
 } // namespace
 
 const QString contextPattern = QStringLiteral("%{type}|%{category}|%{function}|%{message}");
@@ -71,8 +55,8 @@ QByteArray rendering(const LogMessages &messages, MessagePattern pattern)
     QString out;
     for (const LogMessage &message : messages) {
         if (pattern == MessagePattern::Context)
-            out += typeName(message.type) + QStringLiteral("|default|") + message.function
-                   + QLatin1Char('|');
+            out += MessageLog::typeName(message.type) + QStringLiteral("|default|")
+                   + message.function + QLatin1Char('|');
         out += message.text + QLatin1Char('\n');
     }
     return out.toUtf8();
