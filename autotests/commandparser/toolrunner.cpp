@@ -9,6 +9,7 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QTest>
+#include <QTextCodec>
 
 namespace {
 const char toolProgram[] = COMMAND_PARSER_PATH;
@@ -219,4 +220,33 @@ void verifyLoggedRuns(const ToolRunner &runner, const QStringList &arguments,
         QCOMPARE(run.exitCode, 0);
         QCOMPARE(run.requests, requests);
     }
+}
+
+void startToolTestBus(TestBus &bus)
+{
+    QTextCodec::setCodecForLocale(QTextCodec::codecForName("UTF-8"));
+    QVERIFY2(bus.start(), qPrintable(bus.errorString()));
+}
+
+void addScriptedRowColumns()
+{
+    QTest::addColumn<QStringList>("arguments");
+    QTest::addColumn<QByteArray>("script");
+    QTest::addColumn<LogMessages>("messages");
+    QTest::addColumn<QStringList>("requests");
+}
+
+void verifyScriptedRow(const TestBus &bus, const QProcessEnvironment &extraEnvironment,
+                       const QString &toolPath)
+{
+    QFETCH(QStringList, arguments);
+    QFETCH(QByteArray, script);
+    QFETCH(LogMessages, messages);
+    QFETCH(QStringList, requests);
+
+    ToolRunner runner(bus);
+    if (!toolPath.isEmpty())
+        runner.setToolPath(toolPath);
+    QVERIFY2(runner.startScripted(script), qPrintable(runner.errorString()));
+    verifyLoggedRuns(runner, arguments, messages, requests, extraEnvironment);
 }

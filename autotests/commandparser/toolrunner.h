@@ -113,4 +113,17 @@ void verifyLoggedRuns(const ToolRunner &runner, const QStringList &arguments,
                       const LogMessages &messages, const QStringList &requests,
                       const QProcessEnvironment &extraEnvironment = QProcessEnvironment());
 
+// Starts the test case's bus, after making the test's own locale UTF-8 so that row data with
+// non-ASCII text reaches the tool as UTF-8. Reports through QTest.
+void startToolTestBus(TestBus &bus);
+
+// The columns verifyScriptedRow() reads: the tool's arguments, the peer's script, and the
+// messages and requests the runs must give.
+void addScriptedRowColumns();
+// Starts a scripted peer on the bus with the row's script and checks the row's runs with
+// verifyLoggedRuns(); toolPath, when given, names another build of the tool to run.
+void verifyScriptedRow(const TestBus &bus,
+                       const QProcessEnvironment &extraEnvironment = QProcessEnvironment(),
+                       const QString &toolPath = QString());
+
 #endif // TOOLRUNNER_H
