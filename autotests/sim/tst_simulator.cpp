@@ -541,6 +541,8 @@ void TestSimulator::badScripts_data()
             << QStringLiteral("responses[0].$error.message: needs a string");
     QTest::newRow("noReply false") << QByteArray(R"({"responses": [{"$noReply": false}]})")
                                    << QStringLiteral("responses[0]: \"$noReply\" takes true");
+    QTest::newRow("exit a string") << QByteArray(R"({"byCommand": {"Quit": {"$exit": "yes"}}})")
+                                   << QStringLiteral("byCommand.Quit: \"$exit\" takes true");
     QTest::newRow("exit with data")
             << QByteArray(R"({"responses": [{"$exit": true, "resultId": "Success"}]})")
             << QStringLiteral("responses[0]: \"resultId\" does not go with \"$exit\"");
