@@ -37,6 +37,8 @@ QString ScriptedSimulator::logPath() const
 
 bool ScriptedSimulator::startScripted(const QByteArray &script)
 {
+    // The running one still reads its script and writes its record.
+    stopRunning();
     const QString scriptPath = m_dir.filePath(QStringLiteral("script.json"));
     QFile file(scriptPath);
     if (!m_dir.isValid() || !file.open(QIODevice::WriteOnly)
@@ -46,22 +48,33 @@ bool ScriptedSimulator::startScripted(const QByteArray &script)
     }
     file.close();
     QFile::remove(recordPath());
-    return start({QStringLiteral("--script"), scriptPath, QStringLiteral("--record"), recordPath(),
-                  QStringLiteral("--bus-address"), m_bus.address()});
+    return launch({QStringLiteral("--script"), scriptPath, QStringLiteral("--record"), recordPath(),
+                   QStringLiteral("--bus-address"), m_bus.address()});
 }
 
 bool ScriptedSimulator::startDevice(const QStringList &moreArguments)
 {
+    stopRunning();
     QFile::remove(recordPath());
-    return start(QStringList{QStringLiteral("--step"), QStringLiteral("--record"), recordPath(),
-                             QStringLiteral("--bus-address"), m_bus.address()}
-                 + moreArguments);
+    return launch(QStringList{QStringLiteral("--step"), QStringLiteral("--record"), recordPath(),
+                              QStringLiteral("--bus-address"), m_bus.address()}
+                  + moreArguments);
 }
 
 bool ScriptedSimulator::start(const QStringList &arguments)
 {
+    stopRunning();
+    return launch(arguments);
+}
+
+void ScriptedSimulator::stopRunning()
+{
     if (m_process.state() != QProcess::NotRunning)
         stop();
+}
+
+bool ScriptedSimulator::launch(const QStringList &arguments)
+{
     m_error.clear();
     if (!m_dir.isValid()) {
         m_error = QStringLiteral("no temporary folder: ") + m_dir.errorString();

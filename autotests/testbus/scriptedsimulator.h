@@ -50,6 +50,8 @@ public:
     static QString normalised(const QByteArray &json);
 
 private:
+    void stopRunning();
+    bool launch(const QStringList &arguments);
     QString recordPath() const;
     QString logPath() const;
 
