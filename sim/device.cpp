@@ -540,36 +540,36 @@ Device::Result Device::getConfiguration(const Arguments &)
     return success(configurationDetails());
 }
 
-Device::Result Device::setPaperFormat(const Arguments &args)
+template<typename T>
+Device::Result Device::setConfiguration(T Configuration::*field, const QString &key, const T &value)
 {
     if (jobActive())
         return busyFailure();
-    m_state.configuration.paperFormat = args.at(0).toString();
-    return success({{QStringLiteral("paperFormat"), m_state.configuration.paperFormat}});
+    m_state.configuration.*field = value;
+    return success({{key, QVariant::fromValue(value)}});
+}
+
+Device::Result Device::setPaperFormat(const Arguments &args)
+{
+    return setConfiguration(&Configuration::paperFormat, QStringLiteral("paperFormat"),
+                            args.at(0).toString());
 }
 
 Device::Result Device::setCellsPerLine(const Arguments &args)
 {
-    if (jobActive())
-        return busyFailure();
-    m_state.configuration.cellsPerLine = args.at(0).toInt();
-    return success({{QStringLiteral("cellsPerLine"), m_state.configuration.cellsPerLine}});
+    return setConfiguration(&Configuration::cellsPerLine, QStringLiteral("cellsPerLine"),
+                            args.at(0).toInt());
 }
 
 Device::Result Device::setLinesPerPage(const Arguments &args)
 {
-    if (jobActive())
-        return busyFailure();
-    m_state.configuration.linesPerPage = args.at(0).toInt();
-    return success({{QStringLiteral("linesPerPage"), m_state.configuration.linesPerPage}});
+    return setConfiguration(&Configuration::linesPerPage, QStringLiteral("linesPerPage"),
+                            args.at(0).toInt());
 }
 
 Device::Result Device::setDuplex(const Arguments &args)
 {
-    if (jobActive())
-        return busyFailure();
-    m_state.configuration.duplex = args.at(0).toBool();
-    return success({{QStringLiteral("duplex"), m_state.configuration.duplex}});
+    return setConfiguration(&Configuration::duplex, QStringLiteral("duplex"), args.at(0).toBool());
 }
 
 Device::Result Device::setBrailleTable(const Arguments &args)
@@ -580,18 +580,13 @@ Device::Result Device::setBrailleTable(const Arguments &args)
                        QStringLiteral("Braille table \"%1\" is not installed or does not load")
                                .arg(table));
     }
-    if (jobActive())
-        return busyFailure();
-    m_state.configuration.brailleTable = table;
-    return success({{QStringLiteral("brailleTable"), table}});
+    return setConfiguration(&Configuration::brailleTable, QStringLiteral("brailleTable"), table);
 }
 
 Device::Result Device::setDotStrength(const Arguments &args)
 {
-    if (jobActive())
-        return busyFailure();
-    m_state.configuration.dotStrength = args.at(0).toInt();
-    return success({{QStringLiteral("dotStrength"), m_state.configuration.dotStrength}});
+    return setConfiguration(&Configuration::dotStrength, QStringLiteral("dotStrength"),
+                            args.at(0).toInt());
 }
 
 Device::Result Device::resetConfiguration(const Arguments &)

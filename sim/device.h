@@ -81,6 +81,9 @@ private:
 
     bool jobActive() const;
     Result busyFailure() const;
+    // Sets one configuration value unless a job is active; the answer names the value set.
+    template<typename T>
+    Result setConfiguration(T Configuration::*field, const QString &key, const T &value);
     // The failure of an injected fault, consuming it; an empty error id when none is pending.
     Result takeFault();
     Result checkPaperReady();

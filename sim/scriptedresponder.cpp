@@ -49,6 +49,9 @@ private:
     bool array(const QJsonValue &value, const QString &signature, const QString &path,
                QVariant *out);
     bool expectKeys(const QJsonObject &object, const QStringList &allowed, const QString &path);
+    // A directive that takes nothing but true and stands alone: the answer of its kind.
+    bool flag(const QJsonObject &object, const QString &key, Answer::Kind kind, const QString &path,
+              Answer *out);
 };
 
 bool isDirective(const QJsonObject &object)
@@ -291,6 +294,17 @@ bool Converter::typed(const QString &signature, const QJsonValue &value, const Q
     return true;
 }
 
+bool Converter::flag(const QJsonObject &object, const QString &key, Answer::Kind kind,
+                     const QString &path, Answer *out)
+{
+    if (!expectKeys(object, {key}, path))
+        return false;
+    if (object.value(key) != QJsonValue(true))
+        return fail(path, QStringLiteral("\"%1\" takes true").arg(key));
+    *out = Answer{kind, {}, {}, {}};
+    return true;
+}
+
 bool Converter::answer(const QJsonValue &value, const QString &path, Answer *out)
 {
     if (!value.isObject())
@@ -323,22 +337,10 @@ bool Converter::answer(const QJsonValue &value, const QString &path, Answer *out
                 Answer::Kind::Error, {}, name, error.value(QLatin1String("message")).toString()};
         return true;
     }
-    if (object.contains(QLatin1String("$noReply"))) {
-        if (!expectKeys(object, {QStringLiteral("$noReply")}, path))
-            return false;
-        if (object.value(QLatin1String("$noReply")) != QJsonValue(true))
-            return fail(path, QStringLiteral("\"$noReply\" takes true"));
-        *out = Answer{Answer::Kind::NoReply, {}, {}, {}};
-        return true;
-    }
-    if (object.contains(QLatin1String("$exit"))) {
-        if (!expectKeys(object, {QStringLiteral("$exit")}, path))
-            return false;
-        if (object.value(QLatin1String("$exit")) != QJsonValue(true))
-            return fail(path, QStringLiteral("\"$exit\" takes true"));
-        *out = Answer{Answer::Kind::Exit, {}, {}, {}};
-        return true;
-    }
+    if (object.contains(QLatin1String("$noReply")))
+        return flag(object, QStringLiteral("$noReply"), Answer::Kind::NoReply, path, out);
+    if (object.contains(QLatin1String("$exit")))
+        return flag(object, QStringLiteral("$exit"), Answer::Kind::Exit, path, out);
     if (object.contains(QLatin1String("$reply"))) {
         if (!expectKeys(object, {QStringLiteral("$reply"), QStringLiteral("value")}, path))
             return false;

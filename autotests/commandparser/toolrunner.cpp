@@ -1,23 +1,19 @@
 #include "toolrunner.h"
 
+#include "messagelog.h"
 #include "testbus.h"
 
-#include <QDBusConnection>
-#include <QDBusConnectionInterface>
-#include <QDeadlineTimer>
 #include <QDebug>
 #include <QFile>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QTest>
-#include <QThread>
+#include <QTextCodec>
 
 namespace {
 const char toolProgram[] = COMMAND_PARSER_PATH;
 const char simulatorProgram[] = COMMAND_HANDLER_SIM_PATH;
-
-const QString serviceName = QStringLiteral("se.tarnvik.CommandHandler");
 
 constexpr int startTimeoutMs = 10000;
 // Long enough for the bus's own reply time-out to pass first on a peer that never answers.
@@ -40,23 +36,6 @@ QJsonObject catalogueRequest(const QString &commandId)
             {QStringLiteral("senderId"), text(QStringLiteral("CommandHandler"))},
             {QStringLiteral("subCommandId"), text(QStringLiteral("Undefined"))}};
 }
-
-QString typeName(QtMsgType type)
-{
-    switch (type) {
-    case QtDebugMsg:
-        return QStringLiteral("debug");
-    case QtInfoMsg:
-        return QStringLiteral("info");
-    case QtWarningMsg:
-        return QStringLiteral("warning");
-    case QtCriticalMsg:
-        return QStringLiteral("critical");
-    case QtFatalMsg:
-        return QStringLiteral("fatal");
-    }
-    return QString();
-}
 } // namespace
 
 const QString contextPattern = QStringLiteral("%{type}|%{category}|%{function}|%{message}");
@@ -77,8 +56,8 @@ QByteArray rendering(const LogMessages &messages, MessagePattern pattern)
     QString out;
     for (const LogMessage &message : messages) {
         if (pattern == MessagePattern::Context)
-            out += typeName(message.type) + QStringLiteral("|default|") + message.function
-                   + QLatin1Char('|');
+            out += MessageLog::typeName(message.type) + QStringLiteral("|default|")
+                   + message.function + QLatin1Char('|');
         out += message.text + QLatin1Char('\n');
     }
     return out.toUtf8();
@@ -115,109 +94,53 @@ QByteArray answering(const QString &commandId, const QByteArray &response)
 }
 
 ToolRunner::ToolRunner(const TestBus &bus)
-    : m_bus(bus), m_toolPath(toolPath()), m_dir(std::make_unique<QTemporaryDir>())
+    : m_bus(bus),
+      m_toolPath(toolPath()),
+      m_dir(std::make_unique<QTemporaryDir>()),
+      m_simulator(bus, QString::fromUtf8(simulatorProgram))
 { }
 
-ToolRunner::~ToolRunner()
-{
-    stopSimulator();
-}
+ToolRunner::~ToolRunner() = default;
 
 QString ToolRunner::toolPath()
 {
     return QString::fromUtf8(toolProgram);
 }
 
-bool ToolRunner::startScripted(const QByteArray &script)
+bool ToolRunner::prepareSimulator()
 {
-    stopSimulator();
     if (!m_dir->isValid()) {
         m_error = QStringLiteral("no temporary folder: ") + m_dir->errorString();
         return false;
     }
-    const QString scriptPath = m_dir->filePath(QStringLiteral("script.json"));
-    QFile file(scriptPath);
-    if (!file.open(QIODevice::WriteOnly) || file.write(script) != script.size()) {
-        m_error = QStringLiteral("cannot write ") + scriptPath;
+    m_simulator.setEnvironment(cleanEnvironment());
+    m_requestsTaken = 0;
+    return true;
+}
+
+bool ToolRunner::startScripted(const QByteArray &script)
+{
+    if (!prepareSimulator())
         return false;
-    }
-    file.close();
-    return startSimulator({QStringLiteral("--script"), scriptPath});
+    if (m_simulator.startScripted(script))
+        return true;
+    m_error = m_simulator.errorString();
+    return false;
 }
 
 bool ToolRunner::startDevice()
 {
-    stopSimulator();
-    if (!m_dir->isValid()) {
-        m_error = QStringLiteral("no temporary folder: ") + m_dir->errorString();
+    if (!prepareSimulator())
         return false;
-    }
-    return startSimulator({QStringLiteral("--step")});
-}
-
-bool ToolRunner::startSimulator(const QStringList &arguments)
-{
-    m_recordPath = m_dir->filePath(QStringLiteral("record.jsonl"));
-    QFile::remove(m_recordPath);
-    m_recordRead = 0;
-    m_simulator.setProgram(QString::fromUtf8(simulatorProgram));
-    m_simulator.setArguments(arguments + QStringList{QStringLiteral("--record"), m_recordPath});
-    m_simulator.setProcessEnvironment(cleanEnvironment());
-    // To files rather than pipes, so that a talkative peer can never block on a full pipe.
-    const QString logPath = m_dir->filePath(QStringLiteral("simulator.log"));
-    m_simulator.setStandardOutputFile(logPath);
-    m_simulator.setStandardErrorFile(logPath, QIODevice::Append);
-    m_simulator.start();
-    if (!m_simulator.waitForStarted(startTimeoutMs)) {
-        m_error = QStringLiteral("command-handler-sim did not start: ") + m_simulator.errorString();
-        return false;
-    }
-    // A peer that refuses its script ends at once; its reason is then the error.
-    bool owned = false;
-    QDeadlineTimer deadline(startTimeoutMs);
-    while (!owned && !deadline.hasExpired() && !m_simulator.waitForFinished(0))
-        owned = m_bus.waitForService(serviceName, 200);
-    if (!owned) {
-        stopSimulator();
-        QFile log(logPath);
-        log.open(QIODevice::ReadOnly);
-        m_error = QStringLiteral("command-handler-sim did not take its name: ")
-                  + QString::fromLocal8Bit(log.readAll());
-        return false;
-    }
-    return true;
+    if (m_simulator.startDevice())
+        return true;
+    m_error = m_simulator.errorString();
+    return false;
 }
 
 void ToolRunner::stopSimulator()
 {
-    if (m_simulator.state() == QProcess::NotRunning)
-        return;
-    m_simulator.terminate();
-    if (!m_simulator.waitForFinished(stopTimeoutMs)) {
-        m_simulator.kill();
-        m_simulator.waitForFinished(stopTimeoutMs);
-    }
-    // The next peer could not take the name while the bus still holds it for this one.
-    waitForNameReleased();
-}
-
-bool ToolRunner::waitForNameReleased() const
-{
-    const QString connectionName = QStringLiteral("toolrunner-release-") + m_bus.address();
-    bool released = false;
-    {
-        QDBusConnection bus = QDBusConnection::connectToBus(m_bus.address(), connectionName);
-        QDeadlineTimer deadline(stopTimeoutMs);
-        while (bus.isConnected() && !deadline.hasExpired()) {
-            if (!bus.interface()->isServiceRegistered(serviceName)) {
-                released = true;
-                break;
-            }
-            QThread::msleep(10);
-        }
-    }
-    QDBusConnection::disconnectFromBus(connectionName);
-    return released;
+    m_simulator.stop();
 }
 
 QProcessEnvironment ToolRunner::cleanEnvironment() const
@@ -236,29 +159,6 @@ QProcessEnvironment ToolRunner::cleanEnvironment() const
     // A locale without UTF-8: the tool's bytes must not depend on it.
     env.insert(QStringLiteral("LC_ALL"), QStringLiteral("C"));
     return env;
-}
-
-QStringList ToolRunner::takeRecordedRequests() const
-{
-    QStringList requests;
-    if (m_recordPath.isEmpty())
-        return requests;
-    QFile file(m_recordPath);
-    if (!file.open(QIODevice::ReadOnly))
-        return requests;
-    file.seek(m_recordRead);
-    const QByteArray data = file.readAll();
-    m_recordRead += data.size();
-    for (const QByteArray &line : data.split('\n')) {
-        if (line.trimmed().isEmpty())
-            continue;
-        QJsonParseError error;
-        const QJsonDocument document = QJsonDocument::fromJson(line, &error);
-        requests.append(error.error == QJsonParseError::NoError && document.isObject()
-                                ? canonical(document.object())
-                                : QString::fromUtf8(line));
-    }
-    return requests;
 }
 
 ToolRun ToolRunner::run(const QStringList &arguments, MessagePattern pattern,
@@ -295,7 +195,9 @@ ToolRun ToolRunner::run(const QStringList &arguments, MessagePattern pattern,
     result.exitCode = tool.exitCode();
     result.standardOutput = tool.readAllStandardOutput();
     result.standardError = tool.readAllStandardError();
-    result.requests = takeRecordedRequests();
+    const QStringList recorded = m_simulator.requests();
+    result.requests = recorded.mid(m_requestsTaken);
+    m_requestsTaken = recorded.size();
     return result;
 }
 
@@ -318,4 +220,33 @@ void verifyLoggedRuns(const ToolRunner &runner, const QStringList &arguments,
         QCOMPARE(run.exitCode, 0);
         QCOMPARE(run.requests, requests);
     }
+}
+
+void startToolTestBus(TestBus &bus)
+{
+    QTextCodec::setCodecForLocale(QTextCodec::codecForName("UTF-8"));
+    QVERIFY2(bus.start(), qPrintable(bus.errorString()));
+}
+
+void addScriptedRowColumns()
+{
+    QTest::addColumn<QStringList>("arguments");
+    QTest::addColumn<QByteArray>("script");
+    QTest::addColumn<LogMessages>("messages");
+    QTest::addColumn<QStringList>("requests");
+}
+
+void verifyScriptedRow(const TestBus &bus, const QProcessEnvironment &extraEnvironment,
+                       const QString &toolPath)
+{
+    QFETCH(QStringList, arguments);
+    QFETCH(QByteArray, script);
+    QFETCH(LogMessages, messages);
+    QFETCH(QStringList, requests);
+
+    ToolRunner runner(bus);
+    if (!toolPath.isEmpty())
+        runner.setToolPath(toolPath);
+    QVERIFY2(runner.startScripted(script), qPrintable(runner.errorString()));
+    verifyLoggedRuns(runner, arguments, messages, requests, extraEnvironment);
 }

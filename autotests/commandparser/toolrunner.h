@@ -1,10 +1,11 @@
 #ifndef TOOLRUNNER_H
 #define TOOLRUNNER_H
 
+#include "scriptedsimulator.h"
+
 #include <QByteArray>
 #include <QList>
 #include <QMetaType>
-#include <QProcess>
 #include <QProcessEnvironment>
 #include <QString>
 #include <QStringList>
@@ -12,8 +13,6 @@
 #include <QtGlobal>
 
 #include <memory>
-
-class TestBus;
 
 // One message the tool logs: its severity, the function as the message pattern's %{function}
 // names it, and its text.
@@ -62,8 +61,8 @@ struct ToolRun
     int exitCode = -1;
     QByteArray standardOutput;
     QByteArray standardError;
-    // The requests recorded during this run, in canonical compact JSON; an unparsable line is
-    // kept as it is.
+    // The requests recorded during this run, in canonical compact JSON; a line that is no JSON
+    // object is marked as such (ScriptedSimulator::normalised).
     QStringList requests;
 };
 
@@ -95,17 +94,15 @@ public:
     void setToolPath(const QString &path) { m_toolPath = path; }
 
 private:
-    bool startSimulator(const QStringList &arguments);
-    bool waitForNameReleased() const;
+    bool prepareSimulator();
     QProcessEnvironment cleanEnvironment() const;
-    QStringList takeRecordedRequests() const;
 
     const TestBus &m_bus;
     QString m_toolPath;
     std::unique_ptr<QTemporaryDir> m_dir;
-    QString m_recordPath;
-    mutable qint64 m_recordRead = 0;
-    QProcess m_simulator;
+    ScriptedSimulator m_simulator;
+    // How many of the simulator's recorded requests earlier runs have returned.
+    mutable int m_requestsTaken = 0;
     QString m_error;
 };
 
@@ -115,5 +112,18 @@ private:
 void verifyLoggedRuns(const ToolRunner &runner, const QStringList &arguments,
                       const LogMessages &messages, const QStringList &requests,
                       const QProcessEnvironment &extraEnvironment = QProcessEnvironment());
+
+// Starts the test case's bus, after making the test's own locale UTF-8 so that row data with
+// non-ASCII text reaches the tool as UTF-8. Reports through QTest.
+void startToolTestBus(TestBus &bus);
+
+// The columns verifyScriptedRow() reads: the tool's arguments, the peer's script, and the
+// messages and requests the runs must give.
+void addScriptedRowColumns();
+// Starts a scripted peer on the bus with the row's script and checks the row's runs with
+// verifyLoggedRuns(); toolPath, when given, names another build of the tool to run.
+void verifyScriptedRow(const TestBus &bus,
+                       const QProcessEnvironment &extraEnvironment = QProcessEnvironment(),
+                       const QString &toolPath = QString());
 
 #endif // TOOLRUNNER_H

@@ -7,7 +7,6 @@
 #include <QJsonObject>
 #include <QProcessEnvironment>
 #include <QTest>
-#include <QTextCodec>
 
 #include <limits>
 
@@ -94,8 +93,7 @@ Enumerator category(int value)
 
 void TestCatalogueShapes::initTestCase()
 {
-    QTextCodec::setCodecForLocale(QTextCodec::codecForName("UTF-8"));
-    QVERIFY2(m_bus.start(), qPrintable(m_bus.errorString()));
+    startToolTestBus(m_bus);
 }
 
 void TestCatalogueShapes::cleanupTestCase()
@@ -106,10 +104,7 @@ void TestCatalogueShapes::cleanupTestCase()
 void TestCatalogueShapes::listings_data()
 {
     QTest::addColumn<QString>("catalogue");
-    QTest::addColumn<QStringList>("arguments");
-    QTest::addColumn<QByteArray>("script");
-    QTest::addColumn<LogMessages>("messages");
-    QTest::addColumn<QStringList>("requests");
+    addScriptedRowColumns();
 
     const QStringList l = {QStringLiteral("-l")};
     auto c = [](int number) {
@@ -236,18 +231,11 @@ void TestCatalogueShapes::listings_data()
 void TestCatalogueShapes::listings()
 {
     QFETCH(QString, catalogue);
-    QFETCH(QStringList, arguments);
-    QFETCH(QByteArray, script);
-    QFETCH(LogMessages, messages);
-    QFETCH(QStringList, requests);
 
-    ToolRunner runner(m_bus);
-    runner.setToolPath(QString::fromUtf8(toolProgram));
-    QVERIFY2(runner.startScripted(script), qPrintable(runner.errorString()));
     // Set even when empty, so that no catalogue of the test's own environment comes through.
     QProcessEnvironment environment;
     environment.insert(QStringLiteral("LS_TEST_CATALOGUE"), catalogue);
-    verifyLoggedRuns(runner, arguments, messages, requests, environment);
+    verifyScriptedRow(m_bus, environment, QString::fromUtf8(toolProgram));
 }
 
 QTEST_GUILESS_MAIN(TestCatalogueShapes)

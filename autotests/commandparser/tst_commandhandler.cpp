@@ -1,12 +1,14 @@
 #include "dbus/CommandHandler.h"
 #include "messagelog.h"
-#include "scriptedpeer.h"
+#include "scriptedsimulator.h"
 #include "testbus.h"
 
 #include <ls/dbusservice.h>
 #include <ls/dbusservicestore.h>
 #include <ls/messagekeys.h>
 
+#include <QJsonDocument>
+#include <QJsonObject>
 #include <QTest>
 
 #include <memory>
@@ -90,7 +92,7 @@ QList<FailedTest> failedTests()
 
 QString request(const QByteArray &json)
 {
-    return ScriptedPeer::normalised(json);
+    return ScriptedSimulator::normalised(json);
 }
 
 } // namespace
@@ -115,10 +117,8 @@ private Q_SLOTS:
     void executeCommand();
 
 private:
-    bool startPeer(const QByteArray &script);
-
     TestBus m_bus;
-    std::unique_ptr<ScriptedPeer> m_peer;
+    std::unique_ptr<ScriptedSimulator> m_peer;
     CommandHandler *m_handler = nullptr;
 };
 
@@ -126,6 +126,7 @@ void TestCommandHandler::initTestCase()
 {
     QVERIFY2(m_bus.start(), qPrintable(m_bus.errorString()));
     m_bus.exportToProcess();
+    m_peer = std::make_unique<ScriptedSimulator>(m_bus, QStringLiteral(COMMAND_HANDLER_SIM));
 
     // The constructor is what makes the service known to the process-wide store.
     ls::DBusServiceStore *store = ls::DBusServiceStore::instance();
@@ -145,22 +146,14 @@ void TestCommandHandler::cleanupTestCase()
 
 void TestCommandHandler::init()
 {
-    m_peer = std::make_unique<ScriptedPeer>(m_bus, QStringLiteral(COMMAND_HANDLER_SIM));
     MessageLog::install();
 }
 
 void TestCommandHandler::cleanup()
 {
     MessageLog::reset();
-    m_peer.reset();
-}
-
-bool TestCommandHandler::startPeer(const QByteArray &script)
-{
-    if (m_peer->start(script))
-        return true;
-    qWarning("%s", qPrintable(m_peer->errorString()));
-    return false;
+    // Stopped after every row, so that the next row's peer is the one that answers.
+    m_peer->stop();
 }
 
 void TestCommandHandler::sendRequest_data()
@@ -185,7 +178,9 @@ void TestCommandHandler::sendRequest()
     QFETCH(QVariantMap, request);
     QFETCH(QString, expectedRequest);
 
-    QVERIFY(startPeer(answer(R"({"resultId": "Success", "errorId": "NoError", "n": 3})")));
+    QVERIFY2(m_peer->startScripted(
+                     answer(R"({"resultId": "Success", "errorId": "NoError", "n": 3})")),
+             qPrintable(m_peer->errorString()));
     const QVariantMap response = m_handler->sendRequest(request);
 
     QCOMPARE(response, (QVariantMap{{ls::resultIdKey, ls::ResultId::Success},
@@ -234,7 +229,7 @@ void TestCommandHandler::getCommandCategories()
     QFETCH(QVariantList, expected);
     QFETCH(QStringList, expectedMessages);
 
-    QVERIFY(startPeer(script));
+    QVERIFY2(m_peer->startScripted(script), qPrintable(m_peer->errorString()));
     QCOMPARE(m_handler->getCommandCategories(), expected);
     QCOMPARE(MessageLog::messages(), expectedMessages);
     QCOMPARE(m_peer->requests(), QStringList{request(R"({"commandId": {"s": "GetCommandCategories"},
@@ -287,7 +282,7 @@ void TestCommandHandler::getCommands()
     QFETCH(QVariantList, expected);
     QFETCH(QStringList, expectedMessages);
 
-    QVERIFY(startPeer(script));
+    QVERIFY2(m_peer->startScripted(script), qPrintable(m_peer->errorString()));
     QCOMPARE(m_handler->getCommands(category), expected);
     QCOMPARE(MessageLog::messages(), expectedMessages);
 
@@ -373,7 +368,7 @@ void TestCommandHandler::executeCommand()
     QFETCH(QStringList, expectedMessages);
     QFETCH(QStringList, expectedRequests);
 
-    QVERIFY(startPeer(script));
+    QVERIFY2(m_peer->startScripted(script), qPrintable(m_peer->errorString()));
     QCOMPARE(m_handler->executeCommand(commandId, args), expected);
     QCOMPARE(MessageLog::messages(), expectedMessages);
     QCOMPARE(m_peer->requests(), expectedRequests);

@@ -6,7 +6,6 @@
 #include <QFile>
 #include <QTemporaryDir>
 #include <QTest>
-#include <QTextCodec>
 
 // The command line of command-parser: dispatch, option values, the help screen, the parser's own
 // handling, and the form of every message.
@@ -103,9 +102,7 @@ QByteArray helpOptionText()
 
 void TestCommandLine::initTestCase()
 {
-    // Arguments with non-ASCII text go to the tool as UTF-8 whatever the test's own locale.
-    QTextCodec::setCodecForLocale(QTextCodec::codecForName("UTF-8"));
-    QVERIFY2(m_bus.start(), qPrintable(m_bus.errorString()));
+    startToolTestBus(m_bus);
 
     // A user set-up that would silence or reshape the log if it reached the tool: every row
     // below shows that the runner keeps it out.

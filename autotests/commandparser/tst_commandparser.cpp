@@ -1,7 +1,7 @@
 #include "CommandParser.h"
 #include "dbus/CommandHandler.h"
 #include "messagelog.h"
-#include "scriptedpeer.h"
+#include "scriptedsimulator.h"
 #include "testbus.h"
 
 #include <ls/commandids.h>
@@ -114,15 +114,15 @@ QString field(const QString &text)
 
 QString categoriesRequest()
 {
-    return ScriptedPeer::normalised(R"({"commandId": {"s": "GetCommandCategories"},
+    return ScriptedSimulator::normalised(R"({"commandId": {"s": "GetCommandCategories"},
                                         "senderId": {"s": "CommandHandler"},
                                         "subCommandId": {"s": "Undefined"}})");
 }
 
 QString commandsRequest(const QString &category)
 {
-    return ScriptedPeer::normalised(R"({"category": {"s": ")" + category.toUtf8()
-                                    + R"("}, "commandId": {"s": "GetCommands"},
+    return ScriptedSimulator::normalised(R"({"category": {"s": ")" + category.toUtf8()
+                                         + R"("}, "commandId": {"s": "GetCommands"},
                                         "senderId": {"s": "CommandHandler"},
                                         "subCommandId": {"s": "Undefined"}})");
 }
@@ -183,10 +183,8 @@ private Q_SLOTS:
     void executeCommand();
 
 private:
-    bool startPeer(const QByteArray &script);
-
     TestBus m_bus;
-    std::unique_ptr<ScriptedPeer> m_peer;
+    std::unique_ptr<ScriptedSimulator> m_peer;
     std::unique_ptr<QObject> m_owner;
     CommandParser *m_parser = nullptr;
 };
@@ -199,6 +197,7 @@ void TestCommandParser::initTestCase()
     } else {
         QVERIFY2(m_bus.start(), qPrintable(m_bus.errorString()));
         m_bus.exportToProcess();
+        m_peer = std::make_unique<ScriptedSimulator>(m_bus, simulator);
     }
     m_owner = std::make_unique<QObject>();
     m_parser = new CommandParser(m_owner.get());
@@ -213,16 +212,9 @@ void TestCommandParser::init()
 void TestCommandParser::cleanup()
 {
     MessageLog::reset();
-    m_peer.reset();
-}
-
-bool TestCommandParser::startPeer(const QByteArray &script)
-{
-    m_peer = std::make_unique<ScriptedPeer>(m_bus, simulator);
-    if (m_peer->start(script))
-        return true;
-    qWarning("%s", qPrintable(m_peer->errorString()));
-    return false;
+    // Stopped after every row, so that the next row's peer is the one that answers.
+    if (m_peer)
+        m_peer->stop();
 }
 
 void TestCommandParser::getDescription_data()
@@ -585,7 +577,7 @@ void TestCommandParser::listCategories()
     QFETCH(QByteArray, script);
     QFETCH(QStringList, expectedMessages);
 
-    QVERIFY(startPeer(script));
+    QVERIFY2(m_peer->startScripted(script), qPrintable(m_peer->errorString()));
     m_parser->listCategories();
     QCOMPARE(MessageLog::messages(), expectedMessages);
     QCOMPARE(m_peer->requests(), QStringList{categoriesRequest()});
@@ -661,7 +653,7 @@ void TestCommandParser::listCommands()
     QFETCH(QStringList, expectedMessages);
     QFETCH(QStringList, expectedRequests);
 
-    QVERIFY(startPeer(script));
+    QVERIFY2(m_peer->startScripted(script), qPrintable(m_peer->errorString()));
     m_parser->listCommands(category);
     QCOMPARE(MessageLog::messages(), expectedMessages);
     QCOMPARE(m_peer->requests(), expectedRequests);
@@ -679,10 +671,10 @@ void TestCommandParser::executeCommand_data()
         return answer("{" + success + R"(, "details": )" + map + "}");
     };
     auto handled = [](int commandId, const QByteArray &args) {
-        return QStringList{ScriptedPeer::normalised(R"({"args": )" + args
-                                                    + R"(, "commandId": {"s": "HandleCommand"},
+        return QStringList{ScriptedSimulator::normalised(R"({"args": )" + args
+                                                         + R"(, "commandId": {"s": "HandleCommand"},
                    "senderId": {"s": "CommandHandler"}, "subCommandId": {"i": )"
-                                                    + QByteArray::number(commandId) + "}}")};
+                                                         + QByteArray::number(commandId) + "}}")};
     };
     const QStringList pinged = handled(601, R"({"av": []})");
 
@@ -754,7 +746,7 @@ void TestCommandParser::executeCommand()
     QFETCH(QStringList, expectedMessages);
     QFETCH(QStringList, expectedRequests);
 
-    QVERIFY(startPeer(script));
+    QVERIFY2(m_peer->startScripted(script), qPrintable(m_peer->errorString()));
     m_parser->executeCommand(commandId, args);
     QCOMPARE(MessageLog::messages(), expectedMessages);
     QCOMPARE(m_peer->requests(), expectedRequests);

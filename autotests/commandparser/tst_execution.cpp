@@ -3,7 +3,6 @@
 #include "toolrunner.h"
 
 #include <QTest>
-#include <QTextCodec>
 
 // command-parser -e: the execution request on the bus, the success test of its answer and the
 // result fields it writes.
@@ -25,9 +24,6 @@ private Q_SLOTS:
     void peerGone();
 
 private:
-    void addColumns();
-    void verifyRow();
-
     TestBus m_bus;
 };
 
@@ -55,8 +51,7 @@ const QStringList ping = {QStringLiteral("-e"), QStringLiteral("601")};
 
 void TestExecution::initTestCase()
 {
-    QTextCodec::setCodecForLocale(QTextCodec::codecForName("UTF-8"));
-    QVERIFY2(m_bus.start(), qPrintable(m_bus.errorString()));
+    startToolTestBus(m_bus);
 }
 
 void TestExecution::cleanupTestCase()
@@ -64,29 +59,9 @@ void TestExecution::cleanupTestCase()
     m_bus.stop();
 }
 
-void TestExecution::addColumns()
-{
-    QTest::addColumn<QStringList>("arguments");
-    QTest::addColumn<QByteArray>("script");
-    QTest::addColumn<LogMessages>("messages");
-    QTest::addColumn<QStringList>("requests");
-}
-
-void TestExecution::verifyRow()
-{
-    QFETCH(QStringList, arguments);
-    QFETCH(QByteArray, script);
-    QFETCH(LogMessages, messages);
-    QFETCH(QStringList, requests);
-
-    ToolRunner runner(m_bus);
-    QVERIFY2(runner.startScripted(script), qPrintable(runner.errorString()));
-    verifyLoggedRuns(runner, arguments, messages, requests);
-}
-
 void TestExecution::successTest_data()
 {
-    addColumns();
+    addScriptedRowColumns();
     const QStringList sent = {executeRequest(601, {})};
     const LogMessages ready = {resultLine(QStringLiteral("state"), QStringLiteral("ready"))};
     const LogMessages failed = {processingFailed()};
@@ -152,12 +127,12 @@ void TestExecution::successTest_data()
 
 void TestExecution::successTest()
 {
-    verifyRow();
+    verifyScriptedRow(m_bus);
 }
 
 void TestExecution::commandNumbers_data()
 {
-    addColumns();
+    addScriptedRowColumns();
     const QByteArray ready = withDetails(R"({"state": "ready"})");
     const LogMessages readyLine = {resultLine(QStringLiteral("state"), QStringLiteral("ready"))};
 
@@ -193,12 +168,12 @@ void TestExecution::commandNumbers_data()
 
 void TestExecution::commandNumbers()
 {
-    verifyRow();
+    verifyScriptedRow(m_bus);
 }
 
 void TestExecution::resultFields_data()
 {
-    addColumns();
+    addScriptedRowColumns();
     const QStringList sent = {executeRequest(601, {})};
     auto line = [](const char *key, const char *value) {
         return resultLine(QString::fromUtf8(key), QString::fromUtf8(value));
@@ -280,7 +255,7 @@ void TestExecution::resultFields_data()
 
 void TestExecution::resultFields()
 {
-    verifyRow();
+    verifyScriptedRow(m_bus);
 }
 
 void TestExecution::peerGone_data()

@@ -6,7 +6,6 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QTest>
-#include <QTextCodec>
 
 // command-parser -l and -c: the catalogue queries on the bus and the listings, with the
 // descriptions and argument signatures of their lines.
@@ -26,9 +25,6 @@ private Q_SLOTS:
     void signatures();
 
 private:
-    void addColumns();
-    void verifyRow();
-
     TestBus m_bus;
 };
 
@@ -109,8 +105,7 @@ const QString commandsFunction = QStringLiteral("CommandHandler::getCommands");
 
 void TestListing::initTestCase()
 {
-    QTextCodec::setCodecForLocale(QTextCodec::codecForName("UTF-8"));
-    QVERIFY2(m_bus.start(), qPrintable(m_bus.errorString()));
+    startToolTestBus(m_bus);
 }
 
 void TestListing::cleanupTestCase()
@@ -118,29 +113,9 @@ void TestListing::cleanupTestCase()
     m_bus.stop();
 }
 
-void TestListing::addColumns()
-{
-    QTest::addColumn<QStringList>("arguments");
-    QTest::addColumn<QByteArray>("script");
-    QTest::addColumn<LogMessages>("messages");
-    QTest::addColumn<QStringList>("requests");
-}
-
-void TestListing::verifyRow()
-{
-    QFETCH(QStringList, arguments);
-    QFETCH(QByteArray, script);
-    QFETCH(LogMessages, messages);
-    QFETCH(QStringList, requests);
-
-    ToolRunner runner(m_bus);
-    QVERIFY2(runner.startScripted(script), qPrintable(runner.errorString()));
-    verifyLoggedRuns(runner, arguments, messages, requests);
-}
-
 void TestListing::categories_data()
 {
-    addColumns();
+    addScriptedRowColumns();
     const QStringList l = {QStringLiteral("-l")};
     const QStringList sent = {categoriesRequest()};
     const QList<Enumerator> categories = categoryEnumerators();
@@ -225,12 +200,12 @@ void TestListing::categories_data()
 
 void TestListing::categories()
 {
-    verifyRow();
+    verifyScriptedRow(m_bus);
 }
 
 void TestListing::commands_data()
 {
-    addColumns();
+    addScriptedRowColumns();
     const QString c = QStringLiteral("-c");
 
     for (int category = 1; category <= 6; ++category) {
@@ -305,7 +280,7 @@ void TestListing::commands_data()
 
 void TestListing::commands()
 {
-    verifyRow();
+    verifyScriptedRow(m_bus);
 }
 
 void TestListing::signatures_data()

@@ -4,7 +4,6 @@
 
 #include <QFile>
 #include <QTest>
-#include <QTextCodec>
 
 // command-parser against the simulated device: whole runs compared with the log they must write.
 class TestSimulatorRuns : public QObject
@@ -24,8 +23,7 @@ private:
 
 void TestSimulatorRuns::initTestCase()
 {
-    QTextCodec::setCodecForLocale(QTextCodec::codecForName("UTF-8"));
-    QVERIFY2(m_bus.start(), qPrintable(m_bus.errorString()));
+    startToolTestBus(m_bus);
 }
 
 void TestSimulatorRuns::cleanupTestCase()

@@ -1,3 +1,4 @@
+#include "scriptedsimulator.h"
 #include "testbus.h"
 
 #include <ls/commandids.h>
@@ -135,17 +136,6 @@ QVariantMap pick(const QVariantMap &map, const QVariantMap &expected)
     return picked;
 }
 
-bool waitForNameReleased(const QString &name)
-{
-    QDeadlineTimer deadline(timeoutMs);
-    while (!deadline.hasExpired()) {
-        if (!QDBusConnection::systemBus().interface()->isServiceRegistered(name))
-            return true;
-        QThread::msleep(10);
-    }
-    return false;
-}
-
 } // namespace
 
 class TestSimulator : public QObject
@@ -199,15 +189,11 @@ private Q_SLOTS:
     void deviceTableNoLongerLoads();
 
 private:
-    // Starts the simulator on the test's bus and waits until it owns its name.
-    bool startSimulator(const QStringList &arguments);
-    // Ends the simulator with SIGTERM and waits until its name is free again.
-    bool stopSimulator();
     QString writeFile(const QString &name, const QByteArray &content);
     QByteArray readFile(const QString &name) const;
 
     TestBus m_bus;
-    QProcess m_simulator;
+    ScriptedSimulator m_simulator{m_bus, simulatorPath};
     std::unique_ptr<QTemporaryDir> m_dir;
 };
 
@@ -216,6 +202,7 @@ void TestSimulator::initTestCase()
     QVERIFY2(QFile::exists(simulatorPath), qPrintable(simulatorPath));
     QVERIFY2(m_bus.start(), qPrintable(m_bus.errorString()));
     m_bus.exportToProcess();
+    m_simulator.setForwardedOutput(true);
 }
 
 void TestSimulator::cleanupTestCase()
@@ -231,31 +218,8 @@ void TestSimulator::init()
 
 void TestSimulator::cleanup()
 {
-    QVERIFY(stopSimulator());
+    QVERIFY(m_simulator.stop());
     m_dir.reset();
-}
-
-bool TestSimulator::startSimulator(const QStringList &arguments)
-{
-    m_simulator.setProcessEnvironment(m_bus.environment());
-    m_simulator.setProcessChannelMode(QProcess::ForwardedChannels);
-    m_simulator.start(simulatorPath, arguments);
-    if (!m_simulator.waitForStarted(timeoutMs))
-        return false;
-    return m_bus.waitForService(serviceName(), timeoutMs);
-}
-
-bool TestSimulator::stopSimulator()
-{
-    if (m_simulator.state() != QProcess::NotRunning) {
-        m_simulator.terminate();
-        if (!m_simulator.waitForFinished(timeoutMs)) {
-            m_simulator.kill();
-            m_simulator.waitForFinished(timeoutMs);
-            return false;
-        }
-    }
-    return waitForNameReleased(serviceName());
 }
 
 QString TestSimulator::writeFile(const QString &name, const QByteArray &content)
@@ -275,9 +239,9 @@ QByteArray TestSimulator::readFile(const QString &name) const
 
 void TestSimulator::orderedResponses()
 {
-    QVERIFY(startSimulator({QStringLiteral("--script"),
-                            writeFile(QStringLiteral("script.json"),
-                                      R"({"responses": [{"n": 1}, {"n": 2}, {"n": 3}]})")}));
+    QVERIFY(m_simulator.start({QStringLiteral("--script"),
+                               writeFile(QStringLiteral("script.json"),
+                                         R"({"responses": [{"n": 1}, {"n": 2}, {"n": 3}]})")}));
     const QString command = ls::CommandHandlerCmdId::GetCommandCategories;
     QCOMPARE(process(request(command)), (QVariantMap{{QStringLiteral("n"), 1}}));
     QCOMPARE(process(request(command)), (QVariantMap{{QStringLiteral("n"), 2}}));
@@ -287,7 +251,7 @@ void TestSimulator::orderedResponses()
 
 void TestSimulator::byCommand()
 {
-    QVERIFY(startSimulator(
+    QVERIFY(m_simulator.start(
             {QStringLiteral("--script"), writeFile(QStringLiteral("script.json"),
                                                    R"({"responses": [{"n": 1}, {"n": 2}],
                            "byCommand": {"GetCommands": {"c": "list"}}})")}));
@@ -325,7 +289,7 @@ void TestSimulator::exhaustion()
 {
     QFETCH(QByteArray, script);
     QFETCH(QString, commandId);
-    QVERIFY(startSimulator(
+    QVERIFY(m_simulator.start(
             {QStringLiteral("--script"), writeFile(QStringLiteral("script.json"), script)}));
     QCOMPARE(process(request(commandId)), exhausted());
     // It stays exhausted, and up.
@@ -409,9 +373,9 @@ void TestSimulator::dataTypes()
 {
     QFETCH(QByteArray, json);
     QFETCH(QString, expected);
-    QVERIFY(startSimulator({QStringLiteral("--script"),
-                            writeFile(QStringLiteral("script.json"),
-                                      R"({"responses": [{"value": )" + json + "}]}")}));
+    QVERIFY(m_simulator.start({QStringLiteral("--script"),
+                               writeFile(QStringLiteral("script.json"),
+                                         R"({"responses": [{"value": )" + json + "}]}")}));
     const QVariantMap response = process(request(ls::CommandHandlerCmdId::HandleCommand));
     QCOMPARE(response.keys(), QStringList{QStringLiteral("value")});
     QCOMPARE(typeDump(response.value(QStringLiteral("value"))), expected);
@@ -441,9 +405,9 @@ void TestSimulator::errorDirectives()
     QFETCH(QByteArray, response);
     QFETCH(QString, errorId);
     QFETCH(QString, errorMessage);
-    QVERIFY(startSimulator({QStringLiteral("--script"),
-                            writeFile(QStringLiteral("script.json"),
-                                      R"({"responses": [)" + response + R"(, {"n": 2}]})")}));
+    QVERIFY(m_simulator.start({QStringLiteral("--script"),
+                               writeFile(QStringLiteral("script.json"),
+                                         R"({"responses": [)" + response + R"(, {"n": 2}]})")}));
     const QVariantMap answer = process(request(ls::CommandHandlerCmdId::HandleCommand));
     QCOMPARE(answer.value(ls::resultIdKey).toString(), ls::ResultId::Failure);
     QCOMPARE(answer.value(ls::errorIdKey).toString(), errorId);
@@ -481,7 +445,7 @@ void TestSimulator::replyDirective()
     QFETCH(QByteArray, response);
     QFETCH(QString, signature);
     QFETCH(QString, arguments);
-    QVERIFY(startSimulator(
+    QVERIFY(m_simulator.start(
             {QStringLiteral("--script"),
              writeFile(QStringLiteral("script.json"), R"({"responses": [)" + response + "]}")}));
     const QDBusMessage reply = processCall({request(ls::CommandHandlerCmdId::HandleCommand)});
@@ -493,16 +457,16 @@ void TestSimulator::replyDirective()
 void TestSimulator::exitDirective()
 {
     const QString recordPath = m_dir->filePath(QStringLiteral("record.jsonl"));
-    QVERIFY(startSimulator({QStringLiteral("--script"),
-                            writeFile(QStringLiteral("script.json"),
-                                      R"({"byCommand": {"Quit": {"$exit": true}}})"),
-                            QStringLiteral("--record"), recordPath}));
+    QVERIFY(m_simulator.start({QStringLiteral("--script"),
+                               writeFile(QStringLiteral("script.json"),
+                                         R"({"byCommand": {"Quit": {"$exit": true}}})"),
+                               QStringLiteral("--record"), recordPath}));
     const QVariantMap answer = process(request(QStringLiteral("Quit")));
     QCOMPARE(answer.value(ls::errorIdKey).toString(),
              QStringLiteral("org.freedesktop.DBus.Error.NoReply"));
-    QVERIFY(m_simulator.waitForFinished(timeoutMs));
-    QCOMPARE(m_simulator.exitStatus(), QProcess::NormalExit);
-    QCOMPARE(m_simulator.exitCode(), 0);
+    QVERIFY(m_simulator.process().waitForFinished(timeoutMs));
+    QCOMPARE(m_simulator.process().exitStatus(), QProcess::NormalExit);
+    QCOMPARE(m_simulator.process().exitCode(), 0);
     QCOMPARE(readFile(QStringLiteral("record.jsonl")),
              QByteArray(R"({"commandId": {"s": "Quit"}, "senderId": {"s": "CommandHandler"}})"
                         "\n"));
@@ -577,6 +541,8 @@ void TestSimulator::badScripts_data()
             << QStringLiteral("responses[0].$error.message: needs a string");
     QTest::newRow("noReply false") << QByteArray(R"({"responses": [{"$noReply": false}]})")
                                    << QStringLiteral("responses[0]: \"$noReply\" takes true");
+    QTest::newRow("exit a string") << QByteArray(R"({"byCommand": {"Quit": {"$exit": "yes"}}})")
+                                   << QStringLiteral("byCommand.Quit: \"$exit\" takes true");
     QTest::newRow("exit with data")
             << QByteArray(R"({"responses": [{"$exit": true, "resultId": "Success"}]})")
             << QStringLiteral("responses[0]: \"resultId\" does not go with \"$exit\"");
@@ -692,7 +658,7 @@ void TestSimulator::badRequests()
     QFETCH(QString, errorName);
     QFETCH(QString, errorMessage);
     QFETCH(QByteArray, recorded);
-    QVERIFY(startSimulator(
+    QVERIFY(m_simulator.start(
             {QStringLiteral("--script"),
              writeFile(QStringLiteral("script.json"), R"({"byCommand": {"Ping": {"n": 1}}})"),
              QStringLiteral("--record"), m_dir->filePath(QStringLiteral("record.jsonl"))}));
@@ -776,10 +742,10 @@ void TestSimulator::record()
 {
     QFETCH(QVariantMap, request);
     QFETCH(QByteArray, line);
-    QVERIFY(startSimulator({QStringLiteral("--script"),
-                            writeFile(QStringLiteral("script.json"), R"({"responses": [{}]})"),
-                            QStringLiteral("--record"),
-                            m_dir->filePath(QStringLiteral("record.jsonl"))}));
+    QVERIFY(m_simulator.start({QStringLiteral("--script"),
+                               writeFile(QStringLiteral("script.json"), R"({"responses": [{}]})"),
+                               QStringLiteral("--record"),
+                               m_dir->filePath(QStringLiteral("record.jsonl"))}));
     const QDBusMessage reply = processCall({request});
     QCOMPARE(reply.type(), QDBusMessage::ReplyMessage);
     // The line is on disk once the answer is in.
@@ -789,9 +755,9 @@ void TestSimulator::record()
 void TestSimulator::recordAppends()
 {
     const QString recordPath = writeFile(QStringLiteral("record.jsonl"), "earlier\n");
-    QVERIFY(startSimulator({QStringLiteral("--script"),
-                            writeFile(QStringLiteral("script.json"), "{}"),
-                            QStringLiteral("--record"), recordPath}));
+    QVERIFY(m_simulator.start({QStringLiteral("--script"),
+                               writeFile(QStringLiteral("script.json"), "{}"),
+                               QStringLiteral("--record"), recordPath}));
     process(request(QStringLiteral("A")));
     process(request(QStringLiteral("B")));
     QCOMPARE(readFile(QStringLiteral("record.jsonl")),
@@ -805,7 +771,7 @@ void TestSimulator::recordAppends()
 void TestSimulator::nameAlreadyOwned()
 {
     const QString script = writeFile(QStringLiteral("script.json"), "{}");
-    QVERIFY(startSimulator({QStringLiteral("--script"), script}));
+    QVERIFY(m_simulator.start({QStringLiteral("--script"), script}));
     QProcess second;
     second.setProcessEnvironment(m_bus.environment());
     second.start(simulatorPath, {QStringLiteral("--script"), script});
@@ -829,14 +795,14 @@ void TestSimulator::terminationSignals()
 {
     QFETCH(int, signal);
     const QString recordPath = m_dir->filePath(QStringLiteral("record.jsonl"));
-    QVERIFY(startSimulator({QStringLiteral("--script"),
-                            writeFile(QStringLiteral("script.json"), "{}"),
-                            QStringLiteral("--record"), recordPath}));
+    QVERIFY(m_simulator.start({QStringLiteral("--script"),
+                               writeFile(QStringLiteral("script.json"), "{}"),
+                               QStringLiteral("--record"), recordPath}));
     process(request(QStringLiteral("A")));
-    QCOMPARE(::kill(m_simulator.processId(), signal), 0);
-    QVERIFY(m_simulator.waitForFinished(timeoutMs));
-    QCOMPARE(m_simulator.exitStatus(), QProcess::NormalExit);
-    QCOMPARE(m_simulator.exitCode(), 0);
+    QCOMPARE(::kill(m_simulator.process().processId(), signal), 0);
+    QVERIFY(m_simulator.process().waitForFinished(timeoutMs));
+    QCOMPARE(m_simulator.process().exitStatus(), QProcess::NormalExit);
+    QCOMPARE(m_simulator.process().exitCode(), 0);
     QCOMPARE(readFile(QStringLiteral("record.jsonl")),
              QByteArray(R"({"commandId": {"s": "A"}, "senderId": {"s": "CommandHandler"}})"
                         "\n"));
@@ -1119,7 +1085,7 @@ void TestSimulator::deviceCommands()
     QFETCH(QString, errorId);
     QFETCH(QString, errorMessage);
     QFETCH(QVariantMap, details);
-    QVERIFY(startSimulator({QStringLiteral("--step")}));
+    QVERIFY(m_simulator.start({QStringLiteral("--step")}));
     for (const QString &line : setup)
         execute(line);
     const QVariantMap response = execute(command);
@@ -1179,7 +1145,7 @@ void TestSimulator::deviceRequestErrors()
 {
     QFETCH(QVariantMap, request);
     QFETCH(QVariantMap, response);
-    QVERIFY(startSimulator({QStringLiteral("--step")}));
+    QVERIFY(m_simulator.start({QStringLiteral("--step")}));
     QCOMPARE(process(request), response);
 }
 
@@ -1211,7 +1177,7 @@ void TestSimulator::deviceCatalogue()
 {
     QFETCH(QString, category);
     QFETCH(QStringList, commands);
-    QVERIFY(startSimulator({QStringLiteral("--step")}));
+    QVERIFY(m_simulator.start({QStringLiteral("--step")}));
 
     const QVariantMap categories
             = process(request(ls::CommandHandlerCmdId::GetCommandCategories,
@@ -1240,8 +1206,8 @@ void TestSimulator::deviceCatalogue()
 
 void TestSimulator::deviceRecord()
 {
-    QVERIFY(startSimulator({QStringLiteral("--step"), QStringLiteral("--record"),
-                            m_dir->filePath(QStringLiteral("record.jsonl"))}));
+    QVERIFY(m_simulator.start({QStringLiteral("--step"), QStringLiteral("--record"),
+                               m_dir->filePath(QStringLiteral("record.jsonl"))}));
     execute(QStringLiteral("603 a"));
     QCOMPARE(readFile(QStringLiteral("record.jsonl")),
              QByteArray(R"({"args": {"av": [{"s": "a"}]}, "commandId": {"s": "HandleCommand"}, )"
@@ -1252,7 +1218,7 @@ void TestSimulator::deviceRecord()
 void TestSimulator::deviceStateAcrossRequests()
 {
     const QString pages = m_dir->filePath(QStringLiteral("pages"));
-    QVERIFY(startSimulator({QStringLiteral("--step"), QStringLiteral("--output-dir"), pages}));
+    QVERIFY(m_simulator.start({QStringLiteral("--step"), QStringLiteral("--output-dir"), pages}));
     const auto detail = [](const QVariantMap &response, const char *key) {
         return response.value(ls::detailsMapKey).toMap().value(QString::fromLatin1(key));
     };
@@ -1293,15 +1259,15 @@ void TestSimulator::deviceStateFileSurvivesRestart()
 {
     const QStringList arguments{QStringLiteral("--step"), QStringLiteral("--state-file"),
                                 m_dir->filePath(QStringLiteral("state.json"))};
-    QVERIFY(startSimulator(arguments));
+    QVERIFY(m_simulator.start(arguments));
     execute(QStringLiteral("103 30"));
     execute(QStringLiteral("202 7"));
     execute(QStringLiteral("301 Kept"));
     execute(QStringLiteral("302 1 across restarts"));
-    QVERIFY(stopSimulator());
-    QCOMPARE(m_simulator.exitCode(), 0);
+    QVERIFY(m_simulator.stop());
+    QCOMPARE(m_simulator.process().exitCode(), 0);
 
-    QVERIFY(startSimulator(arguments));
+    QVERIFY(m_simulator.start(arguments));
     QCOMPARE(execute(QStringLiteral("101"))
                      .value(ls::detailsMapKey)
                      .toMap()
@@ -1336,7 +1302,8 @@ void TestSimulator::deviceDamagedStateFile()
 {
     QFETCH(QByteArray, content);
     const QString statePath = writeFile(QStringLiteral("state.json"), content);
-    QVERIFY(startSimulator({QStringLiteral("--step"), QStringLiteral("--state-file"), statePath}));
+    QVERIFY(m_simulator.start(
+            {QStringLiteral("--step"), QStringLiteral("--state-file"), statePath}));
     // The device starts afresh...
     QCOMPARE(execute(QStringLiteral("101"))
                      .value(ls::detailsMapKey)
@@ -1359,9 +1326,10 @@ void TestSimulator::deviceTableNoLongerLoads()
 {
     // A state written while a table was installed that is gone after the restart.
     const QString statePath = m_dir->filePath(QStringLiteral("state.json"));
-    QVERIFY(startSimulator({QStringLiteral("--step"), QStringLiteral("--state-file"), statePath}));
+    QVERIFY(m_simulator.start(
+            {QStringLiteral("--step"), QStringLiteral("--state-file"), statePath}));
     execute(QStringLiteral("301 Notes"));
-    QVERIFY(stopSimulator());
+    QVERIFY(m_simulator.stop());
     QFile file(statePath);
     QVERIFY(file.open(QIODevice::ReadOnly));
     QJsonObject state = QJsonDocument::fromJson(file.readAll()).object();
@@ -1371,7 +1339,8 @@ void TestSimulator::deviceTableNoLongerLoads()
     state.insert(QStringLiteral("configuration"), configuration);
     writeFile(QStringLiteral("state.json"), QJsonDocument(state).toJson());
 
-    QVERIFY(startSimulator({QStringLiteral("--step"), QStringLiteral("--state-file"), statePath}));
+    QVERIFY(m_simulator.start(
+            {QStringLiteral("--step"), QStringLiteral("--state-file"), statePath}));
     QCOMPARE(execute(QStringLiteral("302 1 Hello")),
              failure(QStringLiteral("TranslationFailed"),
                      QStringLiteral("Braille table uninstalled.ctb cannot be loaded")));

@@ -113,20 +113,30 @@ void TestBus::exportToProcess() const
 
 bool TestBus::waitForService(const QString &name, int timeoutMs) const
 {
+    return waitForOwnership(name, true, timeoutMs);
+}
+
+bool TestBus::waitForServiceReleased(const QString &name, int timeoutMs) const
+{
+    return waitForOwnership(name, false, timeoutMs);
+}
+
+bool TestBus::waitForOwnership(const QString &name, bool owned, int timeoutMs) const
+{
     // A connection of its own, so that the process's system bus connection is left untouched.
     const QString connectionName = QStringLiteral("testbus-watch-") + m_address;
-    bool owned = false;
+    bool reached = false;
     {
         QDBusConnection bus = QDBusConnection::connectToBus(m_address, connectionName);
         QDeadlineTimer deadline(timeoutMs);
         while (bus.isConnected() && !deadline.hasExpired()) {
-            if (bus.interface()->isServiceRegistered(name)) {
-                owned = true;
+            if (bus.interface()->isServiceRegistered(name) == owned) {
+                reached = true;
                 break;
             }
             QThread::msleep(10);
         }
     }
     QDBusConnection::disconnectFromBus(connectionName);
-    return owned;
+    return reached;
 }

@@ -49,11 +49,15 @@ public:
     QProcessEnvironment environment() const;
     // Waits until some peer owns the bus name; false when none does within the time.
     bool waitForService(const QString &name, int timeoutMs = 10000) const;
+    // Waits until no peer owns the bus name; false when one still does after the time.
+    bool waitForServiceReleased(const QString &name, int timeoutMs = 10000) const;
     // Points this process's own system and session bus at this bus; call before the first use of
     // QDBusConnection in the process.
     void exportToProcess() const;
 
 private:
+    bool waitForOwnership(const QString &name, bool owned, int timeoutMs) const;
+
     std::unique_ptr<QTemporaryDir> m_dir;
     TiedProcess m_daemon;
     QString m_address;
