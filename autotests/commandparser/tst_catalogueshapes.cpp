@@ -11,8 +11,8 @@
 #include <limits>
 
 // command-parser -l and -c on catalogue shapes that the device's catalogue never takes: the tool's
-// own sources built against a test build of the platform library whose catalogue
-// LS_TEST_CATALOGUE chooses (testcatalogue.cpp), run against the scripted peer.
+// own sources built against a test build of the platform library whose small catalogue of made-up
+// commands LS_TEST_CATALOGUE chooses (testcatalogue.cpp), run against the scripted peer.
 class TestCatalogueShapes : public QObject
 {
     Q_OBJECT
@@ -23,6 +23,8 @@ private Q_SLOTS:
 
     void listings_data();
     void listings();
+    void refusedCatalogue_data();
+    void refusedCatalogue();
 
 private:
     TestBus m_bus;
@@ -89,10 +91,37 @@ Enumerator category(int value)
 {
     return {value, categoryName(value)};
 }
+
+// The commands of a category as the test catalogue's base shape declares them; its six categories
+// are the header's, as categoryEnumerators() gives them.
+QList<Enumerator> baseCommands(int category)
+{
+    switch (category) {
+    case 1:
+        return {{11, QStringLiteral("TestConfigurationOne")},
+                {12, QStringLiteral("TestConfigurationTwo")}};
+    case 2:
+        return {{21, QStringLiteral("TestPaperFeedOne")}, {22, QStringLiteral("TestPaperFeedTwo")}};
+    case 3:
+        return {{31, QStringLiteral("TestDocumentOne")}};
+    case 4:
+        return {{41, QStringLiteral("TestEmbossOne")}};
+    case 5:
+        return {{51, QStringLiteral("TestTestingOne")}};
+    case 6:
+        return {{601, QStringLiteral("Ping")},
+                {602, QStringLiteral("TestIpcTwo")},
+                {603, QStringLiteral("Echo")},
+                {604, QStringLiteral("TestIpcFour")}};
+    }
+    return {};
+}
 } // namespace
 
 void TestCatalogueShapes::initTestCase()
 {
+    // The unset row relies on the variable reaching no run from the test's own environment.
+    qunsetenv("LS_TEST_CATALOGUE");
     startToolTestBus(m_bus);
 }
 
@@ -115,12 +144,20 @@ void TestCatalogueShapes::listings_data()
     const QByteArray everyCategory = catalogueAnswer(categoriesQuery, entries(categories));
     const QByteArray emptyCategories = catalogueAnswer(categoriesQuery, QJsonArray());
 
-    QTest::newRow("device's catalogue: -l lists the six as the tool's own build does")
-            << QString() << l << catalogueAnswer(categoriesQuery, reversed(entries(categories)))
+    // The base shape, on which every other shape makes its one change.
+    QTest::newRow("base shape: -l lists the six categories in declaration order")
+            << QStringLiteral("base") << l
+            << catalogueAnswer(categoriesQuery, reversed(entries(categories)))
             << described(categories) << askedCategories;
-    QTest::newRow("device's catalogue: -c 0 is unknown, nothing asked")
-            << QString() << c(0) << catalogueAnswer(commandsQuery, entries(commandEnumerators(1)))
+    QTest::newRow("base shape: -c 0 is unknown, nothing asked")
+            << QStringLiteral("base") << c(0)
+            << catalogueAnswer(commandsQuery, entries(baseCommands(1)))
             << LogMessages{unknownCategory(0)} << QStringList();
+    QTest::newRow("base shape: -c 6 lists its four commands in declaration order")
+            << QStringLiteral("base") << c(6)
+            << catalogueAnswer(commandsQuery, reversed(entries(baseCommands(6))))
+            << described(baseCommands(6))
+            << QStringList{commandsRequest(QStringLiteral("IpcCommandId"))};
 
     QTest::newRow("no categories: -l asks, then writes nothing")
             << QStringLiteral("nocategories") << l << everyCategory << LogMessages()
@@ -130,11 +167,11 @@ void TestCatalogueShapes::listings_data()
             << askedCategories;
     QTest::newRow("no categories: -c 1 is unknown, nothing asked")
             << QStringLiteral("nocategories") << c(1)
-            << catalogueAnswer(commandsQuery, entries(commandEnumerators(1)))
+            << catalogueAnswer(commandsQuery, entries(baseCommands(1)))
             << LogMessages{unknownCategory(1)} << QStringList();
 
     const Enumerator spare{7, QStringLiteral("SpareCommandId")};
-    QJsonArray spareAnswer = entries(commandEnumerators(6));
+    QJsonArray spareAnswer = entries(baseCommands(6));
     spareAnswer.append(entry(QStringLiteral("SpareCommand")));
     QTest::newRow("spare category 7: -c 7 asks for SpareCommandId, then silence")
             << QStringLiteral("spare") << c(7) << catalogueAnswer(commandsQuery, spareAnswer)
@@ -166,33 +203,33 @@ void TestCatalogueShapes::listings_data()
             << askedCategories;
 
     // Echo carries Ping's value 601.
-    const QList<Enumerator> ipcCommands = commandEnumerators(6);
+    const QList<Enumerator> ipcCommands = baseCommands(6);
     const Enumerator ping = ipcCommands.at(0);
-    const Enumerator serviceInfo = ipcCommands.at(1);
-    const Enumerator deviceState = ipcCommands.at(3);
+    const Enumerator second = ipcCommands.at(1);
+    const Enumerator echo = ipcCommands.at(2);
+    const Enumerator fourth = ipcCommands.at(3);
     const QStringList askedIpc = {commandsRequest(QStringLiteral("IpcCommandId"))};
     QTest::newRow("shared command value: -c 6 writes 601 twice, both with Ping's texts")
             << QStringLiteral("shared") << c(6)
             << catalogueAnswer(commandsQuery, reversed(entries(ipcCommands)))
-            << described({ping, serviceInfo, ping, deviceState}) << askedIpc;
+            << described({ping, second, ping, fourth}) << askedIpc;
     QTest::newRow("shared command value, empty catalogue: both 601 lines name Ping")
             << QStringLiteral("shared") << c(6) << catalogueAnswer(commandsQuery, QJsonArray())
-            << unlistedEntries({ping, serviceInfo, ping, deviceState}) << askedIpc;
+            << unlistedEntries({ping, second, ping, fourth}) << askedIpc;
 
     // PaperFeedCommandId and TestingCommandId are missing; MinimumCommandId = -2147483648.
     QTest::newRow("-c -2147483648 named: asked for, the first missing category's commands listed")
             << QStringLiteral("minimum") << c(minimum)
-            << catalogueAnswer(commandsQuery,
-                               reversed(entries(commandEnumerators(2) + commandEnumerators(5))))
-            << described(commandEnumerators(2))
+            << catalogueAnswer(commandsQuery, reversed(entries(baseCommands(2) + baseCommands(5))))
+            << described(baseCommands(2))
             << QStringList{commandsRequest(QStringLiteral("MinimumCommandId"))};
     QTest::newRow("missing category: -c 2 is unknown, nothing asked")
             << QStringLiteral("minimum") << c(2)
-            << catalogueAnswer(commandsQuery, entries(commandEnumerators(2)))
+            << catalogueAnswer(commandsQuery, entries(baseCommands(2)))
             << LogMessages{unknownCategory(2)} << QStringList();
 
     // ConfigurationCommandId = 0.
-    const QList<Enumerator> configurationCommands = commandEnumerators(1);
+    const QList<Enumerator> configurationCommands = baseCommands(1);
     const QByteArray configurationAnswer
             = catalogueAnswer(commandsQuery, reversed(entries(configurationCommands)));
     const QStringList askedConfiguration
@@ -219,12 +256,12 @@ void TestCatalogueShapes::listings_data()
     QTest::newRow("commands declared 603, 601, 604, 602: -c 6 in that order")
             << QStringLiteral("order") << c(6)
             << catalogueAnswer(commandsQuery, reversed(entries(ipcCommands)))
-            << described({ipcCommands.at(2), ping, deviceState, serviceInfo}) << askedIpc;
+            << described({echo, ping, fourth, second}) << askedIpc;
 
     // EmbossCommandId's command enum has no enumerators.
     QTest::newRow("empty command enum: -c 4 asks for EmbossCommandId, then writes nothing")
             << QStringLiteral("nocommands") << c(4)
-            << catalogueAnswer(commandsQuery, entries(commandEnumerators(4))) << LogMessages()
+            << catalogueAnswer(commandsQuery, entries(baseCommands(4))) << LogMessages()
             << QStringList{commandsRequest(QStringLiteral("EmbossCommandId"))};
 }
 
@@ -232,10 +269,48 @@ void TestCatalogueShapes::listings()
 {
     QFETCH(QString, catalogue);
 
-    // Set even when empty, so that no catalogue of the test's own environment comes through.
     QProcessEnvironment environment;
     environment.insert(QStringLiteral("LS_TEST_CATALOGUE"), catalogue);
     verifyScriptedRow(m_bus, environment, QString::fromUtf8(toolProgram));
+}
+
+void TestCatalogueShapes::refusedCatalogue_data()
+{
+    // A null name leaves the variable unset.
+    QTest::addColumn<QString>("catalogue");
+    QTest::addColumn<QByteArray>("standardError");
+
+    QTest::newRow("unset: refused with exit 2, nothing asked")
+            << QString() << QByteArray("LS_TEST_CATALOGUE: no catalogue named \"\"\n");
+    QTest::newRow("empty: refused with exit 2, nothing asked")
+            << QStringLiteral("") << QByteArray("LS_TEST_CATALOGUE: no catalogue named \"\"\n");
+    QTest::newRow("name in the wrong case: refused with exit 2, nothing asked")
+            << QStringLiteral("Base")
+            << QByteArray("LS_TEST_CATALOGUE: no catalogue named \"Base\"\n");
+}
+
+void TestCatalogueShapes::refusedCatalogue()
+{
+    QFETCH(QString, catalogue);
+    QFETCH(QByteArray, standardError);
+
+    QProcessEnvironment environment;
+    if (!catalogue.isNull())
+        environment.insert(QStringLiteral("LS_TEST_CATALOGUE"), catalogue);
+    ToolRunner runner(m_bus);
+    runner.setToolPath(QString::fromUtf8(toolProgram));
+    // Answers -l, so that a tool that went on would list as usual and its request be recorded.
+    const QByteArray script = catalogueAnswer(categoriesQuery, entries(categoryEnumerators()));
+    QVERIFY2(runner.startScripted(script), qPrintable(runner.errorString()));
+    // The library refuses before the tool can log anything, so both patterns give the same bytes.
+    for (MessagePattern pattern : {MessagePattern::Default, MessagePattern::Context}) {
+        const ToolRun run = runner.run({QStringLiteral("-l")}, pattern, environment);
+        QVERIFY2(run.failure.isEmpty(), qPrintable(run.failure));
+        QCOMPARE(run.standardError, standardError);
+        QCOMPARE(run.standardOutput, QByteArray());
+        QCOMPARE(run.exitCode, 2);
+        QCOMPARE(run.requests, QStringList());
+    }
 }
 
 QTEST_GUILESS_MAIN(TestCatalogueShapes)
