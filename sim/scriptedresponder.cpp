@@ -1,5 +1,6 @@
 #include "scriptedresponder.h"
 
+#include <ls/dbuscontract.h>
 #include <ls/messagekeys.h>
 
 #include <QDBusObjectPath>
@@ -14,6 +15,7 @@
 
 #include <cmath>
 #include <limits>
+#include <type_traits>
 
 namespace {
 
@@ -38,15 +40,19 @@ private:
         return false;
     }
 
-    bool data(const QJsonValue &value, const QString &path, QVariant *out);
-    bool dataMap(const QJsonObject &object, const QString &path, QVariantMap *out);
-    bool typed(const QString &signature, const QJsonValue &value, const QString &path,
+    // depth: the level the value will sit at in the reply, counted as the bus counts it
+    // (docs/wire-contract.md, "Nesting"); a reply deeper than the bus allows would get the
+    // simulator dropped from the bus on the first request.
+    bool data(const QJsonValue &value, const QString &path, int depth, QVariant *out);
+    bool dataMap(const QJsonObject &object, const QString &path, int depth, QVariantMap *out);
+    bool typed(const QString &signature, const QJsonValue &value, const QString &path, int depth,
                QVariant *out);
+    bool tooDeep(int depth, const QString &path);
     template<typename T>
     bool integer(const QJsonValue &value, const QString &signature, const QString &path,
                  QVariant *out);
     template<typename T>
-    bool array(const QJsonValue &value, const QString &signature, const QString &path,
+    bool array(const QJsonValue &value, const QString &signature, const QString &path, int depth,
                QVariant *out);
     bool expectKeys(const QJsonObject &object, const QStringList &allowed, const QString &path);
     // A directive that takes nothing but true and stands alone: the answer of its kind.
@@ -105,17 +111,30 @@ bool Converter::integer(const QJsonValue &value, const QString &signature, const
     return true;
 }
 
+bool Converter::tooDeep(int depth, const QString &path)
+{
+    if (depth <= ls::maximumNestingDepth)
+        return false;
+    fail(path, QStringLiteral("nested deeper than %1 levels").arg(ls::maximumNestingDepth));
+    return true;
+}
+
 template<typename T>
 bool Converter::array(const QJsonValue &value, const QString &signature, const QString &path,
-                      QVariant *out)
+                      int depth, QVariant *out)
 {
     if (!value.isArray())
         return fail(path, QStringLiteral("D-Bus type \"%1\" needs an array").arg(signature));
+    // An array of fixed-size values is checked by the bus as a whole; paths and signatures
+    // are one level below it.
+    const bool fixed
+            = !std::is_same<T, QDBusObjectPath>::value && !std::is_same<T, QDBusSignature>::value;
     QList<T> list;
     const QJsonArray array = value.toArray();
     for (int i = 0; i < array.size(); ++i) {
         QVariant element;
-        if (!typed(signature.mid(1), array.at(i), path + QStringLiteral("[%1]").arg(i), &element))
+        if (!typed(signature.mid(1), array.at(i), path + QStringLiteral("[%1]").arg(i),
+                   fixed ? depth : depth + 1, &element))
             return false;
         list.append(element.value<T>());
     }
@@ -123,8 +142,10 @@ bool Converter::array(const QJsonValue &value, const QString &signature, const Q
     return true;
 }
 
-bool Converter::data(const QJsonValue &value, const QString &path, QVariant *out)
+bool Converter::data(const QJsonValue &value, const QString &path, int depth, QVariant *out)
 {
+    if (tooDeep(depth, path))
+        return false;
     switch (value.type()) {
     case QJsonValue::Bool:
         *out = value.toBool();
@@ -148,7 +169,8 @@ bool Converter::data(const QJsonValue &value, const QString &path, QVariant *out
         const QJsonArray array = value.toArray();
         for (int i = 0; i < array.size(); ++i) {
             QVariant element;
-            if (!data(array.at(i), path + QStringLiteral("[%1]").arg(i), &element))
+            // Element variant one level down, its content two.
+            if (!data(array.at(i), path + QStringLiteral("[%1]").arg(i), depth + 2, &element))
                 return false;
             list.append(element);
         }
@@ -159,7 +181,7 @@ bool Converter::data(const QJsonValue &value, const QString &path, QVariant *out
         const QJsonObject object = value.toObject();
         if (!isDirective(object)) {
             QVariantMap map;
-            if (!dataMap(object, path, &map))
+            if (!dataMap(object, path, depth, &map))
                 return false;
             *out = map;
             return true;
@@ -171,7 +193,8 @@ bool Converter::data(const QJsonValue &value, const QString &path, QVariant *out
         if (!object.value(QLatin1String("$typed")).isString())
             return fail(path, QStringLiteral("\"$typed\" needs a D-Bus type signature"));
         return typed(object.value(QLatin1String("$typed")).toString(),
-                     object.value(QLatin1String("value")), path + QStringLiteral(".value"), out);
+                     object.value(QLatin1String("value")), path + QStringLiteral(".value"), depth,
+                     out);
     }
     case QJsonValue::Null:
     case QJsonValue::Undefined:
@@ -180,11 +203,12 @@ bool Converter::data(const QJsonValue &value, const QString &path, QVariant *out
     return fail(path, QStringLiteral("null has no D-Bus form; give a value or use \"$typed\""));
 }
 
-bool Converter::dataMap(const QJsonObject &object, const QString &path, QVariantMap *out)
+bool Converter::dataMap(const QJsonObject &object, const QString &path, int depth, QVariantMap *out)
 {
     for (auto it = object.begin(); it != object.end(); ++it) {
         QVariant value;
-        if (!data(it.value(), path + QLatin1Char('.') + it.key(), &value))
+        // Dict entry one level down, its value variant two, the variant's content three.
+        if (!data(it.value(), path + QLatin1Char('.') + it.key(), depth + 3, &value))
             return false;
         out->insert(it.key(), value);
     }
@@ -192,8 +216,10 @@ bool Converter::dataMap(const QJsonObject &object, const QString &path, QVariant
 }
 
 bool Converter::typed(const QString &signature, const QJsonValue &value, const QString &path,
-                      QVariant *out)
+                      int depth, QVariant *out)
 {
+    if (tooDeep(depth, path))
+        return false;
     if (signature == QLatin1String("y")) {
         return integer<uchar>(value, signature, path, out);
     } else if (signature == QLatin1String("n")) {
@@ -232,23 +258,25 @@ bool Converter::typed(const QString &signature, const QJsonValue &value, const Q
         *out = QVariant::fromValue(dbusSignature);
     } else if (signature == QLatin1String("v")) {
         QVariant inner;
-        if (!data(value, path, &inner))
+        if (!data(value, path, depth + 1, &inner))
             return false;
         *out = QVariant::fromValue(QDBusVariant(inner));
     } else if (signature == QLatin1String("av")) {
         if (!value.isArray())
             return fail(path, QStringLiteral("D-Bus type \"av\" needs an array"));
-        return data(value, path, out);
+        return data(value, path, depth, out);
     } else if (signature == QLatin1String("a{sv}")) {
         if (!value.isObject() || isDirective(value.toObject()))
             return fail(path, QStringLiteral("D-Bus type \"a{sv}\" needs an object"));
-        return data(value, path, out);
+        return data(value, path, depth, out);
     } else if (signature == QLatin1String("as")) {
         if (!value.isArray())
             return fail(path, QStringLiteral("D-Bus type \"as\" needs an array"));
         QStringList strings;
         const QJsonArray array = value.toArray();
         for (int i = 0; i < array.size(); ++i) {
+            if (tooDeep(depth + 1, path + QStringLiteral("[%1]").arg(i)))
+                return false;
             if (!array.at(i).isString())
                 return fail(path + QStringLiteral("[%1]").arg(i),
                             QStringLiteral("D-Bus type \"s\" needs a string"));
@@ -269,25 +297,25 @@ bool Converter::typed(const QString &signature, const QJsonValue &value, const Q
         }
         *out = bytes;
     } else if (signature == QLatin1String("ab")) {
-        return array<bool>(value, signature, path, out);
+        return array<bool>(value, signature, path, depth, out);
     } else if (signature == QLatin1String("an")) {
-        return array<short>(value, signature, path, out);
+        return array<short>(value, signature, path, depth, out);
     } else if (signature == QLatin1String("aq")) {
-        return array<ushort>(value, signature, path, out);
+        return array<ushort>(value, signature, path, depth, out);
     } else if (signature == QLatin1String("ai")) {
-        return array<int>(value, signature, path, out);
+        return array<int>(value, signature, path, depth, out);
     } else if (signature == QLatin1String("au")) {
-        return array<uint>(value, signature, path, out);
+        return array<uint>(value, signature, path, depth, out);
     } else if (signature == QLatin1String("ax")) {
-        return array<qlonglong>(value, signature, path, out);
+        return array<qlonglong>(value, signature, path, depth, out);
     } else if (signature == QLatin1String("at")) {
-        return array<qulonglong>(value, signature, path, out);
+        return array<qulonglong>(value, signature, path, depth, out);
     } else if (signature == QLatin1String("ad")) {
-        return array<double>(value, signature, path, out);
+        return array<double>(value, signature, path, depth, out);
     } else if (signature == QLatin1String("ao")) {
-        return array<QDBusObjectPath>(value, signature, path, out);
+        return array<QDBusObjectPath>(value, signature, path, depth, out);
     } else if (signature == QLatin1String("ag")) {
-        return array<QDBusSignature>(value, signature, path, out);
+        return array<QDBusSignature>(value, signature, path, depth, out);
     } else {
         return fail(path, QStringLiteral("D-Bus type \"%1\" is not supported here").arg(signature));
     }
@@ -311,8 +339,9 @@ bool Converter::answer(const QJsonValue &value, const QString &path, Answer *out
         return fail(path, QStringLiteral("a response must be a JSON object"));
     const QJsonObject object = value.toObject();
     if (!isDirective(object)) {
+        // The reply's map is the message's argument, at level 0.
         QVariantMap map;
-        if (!dataMap(object, path, &map))
+        if (!dataMap(object, path, 0, &map))
             return false;
         *out = Answer::reply(map);
         return true;
@@ -356,7 +385,7 @@ bool Converter::answer(const QJsonValue &value, const QString &path, Answer *out
         }
         QVariant argument;
         if (!typed(signature.toString(), object.value(QLatin1String("value")),
-                   path + QStringLiteral(".value"), &argument))
+                   path + QStringLiteral(".value"), 0, &argument))
             return false;
         out->arguments.append(argument);
         return true;

@@ -136,6 +136,16 @@ QVariantMap pick(const QVariantMap &map, const QVariantMap &expected)
     return picked;
 }
 
+// A response whose value "deep" holds bottom inside the given containers, outermost first:
+// 'm' a map with the one key "k", 'l' a list of one element.
+QByteArray deepResponse(const QByteArray &containers, const QByteArray &bottom)
+{
+    QByteArray value = bottom;
+    for (int i = containers.size() - 1; i >= 0; --i)
+        value = containers.at(i) == 'm' ? "{\"k\": " + value + '}' : '[' + value + ']';
+    return "{\"responses\": [{\"deep\": " + value + "}]}";
+}
+
 } // namespace
 
 class TestSimulator : public QObject
@@ -161,6 +171,8 @@ private Q_SLOTS:
     void exitDirective();
     void badScripts_data();
     void badScripts();
+    void deepReplies_data();
+    void deepReplies();
     void badOptions_data();
     void badOptions();
     void badRequests_data();
@@ -552,6 +564,74 @@ void TestSimulator::badScripts_data()
     QTest::newRow("empty reply with a value")
             << QByteArray(R"({"responses": [{"$reply": "", "value": 1}]})")
             << QStringLiteral("responses[0]: a reply of signature \"\" takes no value");
+
+    // Levels as docs/wire-contract.md counts them: under the reply's a{sv} a value is at level 3,
+    // each map adds 3, each list 2; the bus takes 64 at most.
+    const QString tooDeep = QStringLiteral(": nested deeper than 64 levels");
+    const QString deep = QStringLiteral("responses[0].deep");
+    const QByteArray lists29(29, 'l');
+    const QString first29 = QStringLiteral("[0]").repeated(29);
+    QTest::newRow("21 maps, a string at level 66")
+            << deepResponse(QByteArray(21, 'm'), "\"x\"")
+            << deep + QStringLiteral(".k").repeated(21) + tooDeep;
+    QTest::newRow("31 lists, a string at level 65")
+            << deepResponse(QByteArray(31, 'l'), "\"x\"")
+            << deep + QStringLiteral("[0]").repeated(31) + tooDeep;
+    QTest::newRow("a list at level 64 holding a string")
+            << deepResponse('m' + lists29, "[\"x\"]")
+            << deep + QStringLiteral(".k") + first29 + QStringLiteral("[0]") + tooDeep;
+    QTest::newRow("a map at level 64 holding a string")
+            << deepResponse('m' + lists29, R"({"k": "x"})")
+            << deep + QStringLiteral(".k") + first29 + QStringLiteral(".k") + tooDeep;
+    QTest::newRow("a string list at level 64 holding a string")
+            << deepResponse('m' + lists29, R"({"$typed": "as", "value": ["x"]})")
+            << deep + QStringLiteral(".k") + first29 + QStringLiteral(".value[0]") + tooDeep;
+    QTest::newRow("an object path list at level 64 holding a path")
+            << deepResponse('m' + lists29, R"({"$typed": "ao", "value": ["/a"]})")
+            << deep + QStringLiteral(".k") + first29 + QStringLiteral(".value[0]") + tooDeep;
+    QTest::newRow("a variant at level 64")
+            << deepResponse('m' + lists29, R"({"$typed": "v", "value": 1})")
+            << deep + QStringLiteral(".k") + first29 + QStringLiteral(".value") + tooDeep;
+    QTest::newRow("too deep under byCommand")
+            << QByteArray("{\"byCommand\": {\"Ping\": ")
+                       + deepResponse(QByteArray(21, 'm'), "1").mid(15).chopped(2) + "}}"
+            << QStringLiteral("byCommand.Ping.deep") + QStringLiteral(".k").repeated(21) + tooDeep;
+    QTest::newRow("a variant reply holding 32 lists")
+            << QByteArray(R"({"responses": [{"$reply": "v", "value": )")
+                       + QByteArray("[").repeated(32) + "1" + QByteArray("]").repeated(32) + "}]}"
+            << QStringLiteral("responses[0].value") + QStringLiteral("[0]").repeated(32) + tooDeep;
+}
+
+void TestSimulator::deepReplies_data()
+{
+    QTest::addColumn<QByteArray>("script");
+
+    const QByteArray lists29(29, 'l');
+    QTest::newRow("20 maps, a string at level 63") << deepResponse(QByteArray(20, 'm'), "\"x\"");
+    QTest::newRow("21 maps, the innermost empty at level 63")
+            << deepResponse(QByteArray(20, 'm'), "{}");
+    QTest::newRow("30 lists, a string at level 63") << deepResponse(QByteArray(30, 'l'), "\"x\"");
+    QTest::newRow("a string at level 64") << deepResponse('m' + lists29, "\"x\"");
+    QTest::newRow("an empty list at level 64") << deepResponse('m' + lists29, "[]");
+    QTest::newRow("an empty map at level 64") << deepResponse('m' + lists29, "{}");
+    QTest::newRow("an empty string list at level 64")
+            << deepResponse('m' + lists29, R"({"$typed": "as", "value": []})");
+    QTest::newRow("bytes at level 64")
+            << deepResponse('m' + lists29, R"({"$typed": "ay", "value": [1, 2]})");
+    QTest::newRow("ints at level 64")
+            << deepResponse('m' + lists29, R"({"$typed": "ai", "value": [1, 2]})");
+}
+
+void TestSimulator::deepReplies()
+{
+    QFETCH(QByteArray, script);
+    QVERIFY(m_simulator.start(
+            {QStringLiteral("--script"), writeFile(QStringLiteral("script.json"), script)}));
+    // A reply the bus refused would end in a failure map, without "deep".
+    const QVariantMap response = process(request(ls::CommandHandlerCmdId::GetCommands));
+    QCOMPARE(response.keys(), QStringList{QStringLiteral("deep")});
+    // And the simulator is still there for the next request.
+    QCOMPARE(process(request(ls::CommandHandlerCmdId::GetCommands)), exhausted());
 }
 
 void TestSimulator::badScripts()
