@@ -8,6 +8,7 @@
 #include <ls/messagekeys.h>
 
 #include <QDir>
+#include <QElapsedTimer>
 #include <QHash>
 #include <QRegularExpression>
 #include <QSaveFile>
@@ -88,7 +89,14 @@ bool wordValue(const QVariant &value, QString *word)
 
 Device::Device(const DeviceOptions &options) : m_options(options)
 {
-    m_uptime.start();
+    if (!m_options.clockMs) {
+        auto timer = std::make_shared<QElapsedTimer>();
+        timer->start();
+        m_options.clockMs = [timer] {
+            return timer->elapsed();
+        };
+    }
+    m_startMs = m_options.clockMs();
     if (!m_options.stateFile.isEmpty()) {
         m_stateFile = std::make_unique<StateFile>(m_options.stateFile);
         m_state = m_stateFile->load();
@@ -377,7 +385,7 @@ void Device::advanceJob()
         embossNextPage();
         return;
     }
-    const qint64 now = m_uptime.elapsed();
+    const qint64 now = m_options.clockMs();
     while (m_job.state == JobState::Embossing && now - m_jobClockMs >= pageIntervalMs) {
         m_jobClockMs += pageIntervalMs;
         embossNextPage();
@@ -457,7 +465,7 @@ Device::Result Device::startJob(int documentId, int copies, const QStringList &p
     m_job.copies = copies;
     m_job.pages = pages;
     m_job.state = JobState::Embossing;
-    m_jobClockMs = m_uptime.elapsed();
+    m_jobClockMs = m_options.clockMs();
     return success(jobDetails());
 }
 
@@ -821,7 +829,7 @@ Device::Result Device::resumeEmbossing(const Arguments &)
         return ready;
     m_job.state = JobState::Embossing;
     m_job.pauseReason.clear();
-    m_jobClockMs = m_uptime.elapsed();
+    m_jobClockMs = m_options.clockMs();
     return success(jobDetails());
 }
 
@@ -996,14 +1004,15 @@ Device::Result Device::ping(const Arguments &)
 
 Device::Result Device::getServiceInfo(const Arguments &)
 {
-    return success({{QStringLiteral("service"), ls::ServiceId::CommandHandler},
-                    {QStringLiteral("version"), QStringLiteral(SIM_VERSION)},
-                    {QStringLiteral("liblouisVersion"), Braille::louisVersion()},
-                    {QStringLiteral("uptimeSeconds"), int(m_uptime.elapsed() / 1000)},
-                    {QStringLiteral("requestsServed"), m_requestsServed},
-                    {QStringLiteral("pageTiming"), m_options.stepPerRequest
-                                                           ? QStringLiteral("per request")
-                                                           : QStringLiteral("per second")}});
+    return success(
+            {{QStringLiteral("service"), ls::ServiceId::CommandHandler},
+             {QStringLiteral("version"), QStringLiteral(SIM_VERSION)},
+             {QStringLiteral("liblouisVersion"), Braille::louisVersion()},
+             {QStringLiteral("uptimeSeconds"), int((m_options.clockMs() - m_startMs) / 1000)},
+             {QStringLiteral("requestsServed"), m_requestsServed},
+             {QStringLiteral("pageTiming"), m_options.stepPerRequest
+                                                    ? QStringLiteral("per request")
+                                                    : QStringLiteral("per second")}});
 }
 
 Device::Result Device::echo(const Arguments &args)

@@ -3,11 +3,11 @@
 
 #include "devicestate.h"
 
-#include <QElapsedTimer>
 #include <QString>
 #include <QStringList>
 #include <QVariantList>
 
+#include <functional>
 #include <memory>
 
 namespace Catalogue {
@@ -22,6 +22,9 @@ struct DeviceOptions
     QString outputDirectory;
     // Where the device's state is kept across restarts; nothing is kept when empty.
     QString stateFile;
+    // Monotonic milliseconds that time pages and uptime; a running QElapsedTimer when unset, so
+    // that a test can set the time instead of waiting for it.
+    std::function<qint64()> clockMs;
 };
 
 // The simulated embossing device: its catalogue, its state and the answers to every request.
@@ -145,7 +148,8 @@ private:
     std::unique_ptr<StateFile> m_stateFile;
     DeviceState m_state;
     Job m_job;
-    QElapsedTimer m_uptime;
+    // The clock's reading when the device started.
+    qint64 m_startMs = 0;
     // Time of the job already turned into pages.
     qint64 m_jobClockMs = 0;
     int m_requestsServed = 0;

@@ -79,6 +79,7 @@ private Q_SLOTS:
     void scenario_data();
     void scenario();
     void errorLogEntry();
+    void pagesAdvanceWithTime_data();
     void pagesAdvanceWithTime();
     void braille_data();
     void braille();
@@ -1322,20 +1323,50 @@ void DeviceTest::errorLogEntry()
              qPrintable(log.value(QStringLiteral("entry1")).toString()));
 }
 
+void DeviceTest::pagesAdvanceWithTime_data()
+{
+    QTest::addColumn<QList<qint64>>("clocks");
+    QTest::addColumn<QList<int>>("pagesDone");
+
+    // The clock of each status request after the job started, and the pages done it reports;
+    // the job has 8 pages.
+    const qint64 page = Device::pageIntervalMs;
+    QTest::newRow("several requests at the start emboss nothing")
+            << QList<qint64>{0, 0, 0, 0} << QList<int>{0, 0, 0, 0};
+    QTest::newRow("just short of an interval embosses nothing")
+            << QList<qint64>{page - 1, page - 1} << QList<int>{0, 0};
+    QTest::newRow("one interval, one page")
+            << QList<qint64>{page, page, page} << QList<int>{1, 1, 1};
+    QTest::newRow("2.5 intervals later, two pages more")
+            << QList<qint64>{page, page * 7 / 2, page * 7 / 2} << QList<int>{1, 3, 3};
+    QTest::newRow("the half interval left over counts towards the next page")
+            << QList<qint64>{page * 5 / 2, page * 3 - 1, page * 3} << QList<int>{2, 2, 3};
+    QTest::newRow("a long wait ends the job, never past its pages")
+            << QList<qint64>{page * 60, page * 60} << QList<int>{8, 8};
+}
+
 void DeviceTest::pagesAdvanceWithTime()
 {
-    Device device(DeviceOptions{});
-    QVERIFY(runSteps(device, {step(ls::PaperFeedCommandId::LoadPaper, {QStringLiteral("3")}),
-                              step(ls::EmbossCommandId::EmbossText, {QStringLiteral("abc")})}));
-    QTRY_COMPARE_WITH_TIMEOUT(
-            run(device, ls::EmbossCommandId::GetEmbossStatus).value(QStringLiteral("outcome")),
-            QVariant(QStringLiteral("Completed")), 10000);
-    const QVariantMap status = run(device, ls::EmbossCommandId::GetEmbossStatus);
-    QCOMPARE(status.value(QStringLiteral("pagesDone")), QVariant(1));
-    QCOMPARE(status.value(QStringLiteral("sheetsUsed")), QVariant(1));
-    QCOMPARE(run(device, ls::PaperFeedCommandId::GetPaperStatus)
-                     .value(QStringLiteral("sheetsLoaded")),
-             QVariant(2));
+    QFETCH(QList<qint64>, clocks);
+    QFETCH(QList<int>, pagesDone);
+    qint64 now = 123456;
+    DeviceOptions options;
+    options.clockMs = [&now] {
+        return now;
+    };
+    Device device(options);
+    QVERIFY(runSteps(device, closedDocument(QStringLiteral("abc"))));
+    const qint64 start = now;
+    QCOMPARE(run(device, ls::EmbossCommandId::StartEmbossing,
+                 {QStringLiteral("1"), QStringLiteral("8")})
+                     .value(QStringLiteral("pagesDone")),
+             QVariant(0));
+    for (int i = 0; i < clocks.size(); ++i) {
+        now = start + clocks.at(i);
+        const QVariantMap status = run(device, ls::EmbossCommandId::GetEmbossStatus);
+        QCOMPARE(status.value(QStringLiteral("pagesDone")), QVariant(pagesDone.at(i)));
+        QCOMPARE(status.value(QStringLiteral("sheetsUsed")), QVariant(pagesDone.at(i)));
+    }
 }
 
 void DeviceTest::braille_data()
