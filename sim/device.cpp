@@ -85,6 +85,13 @@ bool wordValue(const QVariant &value, QString *word)
     }
 }
 
+// What the operator counts as characters: code points, so that an emoji beyond the Basic
+// Multilingual Plane, two UTF-16 units, is one.
+int characterCount(const QString &text)
+{
+    return text.toUcs4().size();
+}
+
 } // namespace
 
 Device::Device(const DeviceOptions &options) : m_options(options)
@@ -495,7 +502,7 @@ QVariantMap Device::documentDetails(const Document &document, const Layout &layo
             {QStringLiteral("title"), document.title},
             {QStringLiteral("state"),
              document.open ? QStringLiteral("open") : QStringLiteral("closed")},
-            {QStringLiteral("characters"), int(document.text.size())},
+            {QStringLiteral("characters"), characterCount(document.text)},
             {QStringLiteral("cells"), layout.cells},
             {QStringLiteral("lines"), int(layout.lines.size())},
             {QStringLiteral("pages"), pages},
@@ -680,7 +687,7 @@ Device::Result Device::openDocument(const Arguments &args)
                                                     "delete one first")
                                              .arg(maximumDocuments));
     }
-    if (args.at(0).toString().size() > maximumTitleLength) {
+    if (characterCount(args.at(0).toString()) > maximumTitleLength) {
         return failure(
                 invalidArgument,
                 QStringLiteral("The title is longer than %1 characters").arg(maximumTitleLength));
@@ -703,7 +710,7 @@ Device::Result Device::addText(const Arguments &args)
     if (!document->open)
         return failure(invalidState, QStringLiteral("Document %1 is closed").arg(id));
     const QString text = document->text + args.at(1).toString();
-    if (text.size() > maximumDocumentLength) {
+    if (characterCount(text) > maximumDocumentLength) {
         return failure(invalidArgument, QStringLiteral("Document %1 would exceed %2 characters")
                                                 .arg(id)
                                                 .arg(maximumDocumentLength));
@@ -855,7 +862,7 @@ Device::Result Device::embossText(const Arguments &args)
     const QString text = args.at(0).toString();
     if (text.isEmpty())
         return failure(invalidArgument, QStringLiteral("There is no text to emboss"));
-    if (text.size() > maximumDocumentLength) {
+    if (characterCount(text) > maximumDocumentLength) {
         return failure(
                 invalidArgument,
                 QStringLiteral("The text is longer than %1 characters").arg(maximumDocumentLength));

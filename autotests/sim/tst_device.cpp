@@ -636,6 +636,18 @@ void DeviceTest::commandResults_data()
                       step(DocumentCommandId::AddText, {one, QStringLiteral("ab")})})
             << step(DocumentCommandId::AddText, {one, QString(), QString(), QStringLiteral("cd")})
             << documentInfo(1, QStringLiteral("A"), QStringLiteral("open"), 6, 6, 1, 1);
+    // U+1F642, two UTF-16 units, one character.
+    const QString smiley = QString::fromUcs4(U"\U0001F642");
+    QTest::newRow("AddText, a character beyond the BMP counts once")
+            << Steps({step(DocumentCommandId::OpenDocument, {QStringLiteral("A")})})
+            << step(DocumentCommandId::AddText, {one, QStringLiteral("Hello"), smiley})
+            // The smiley has no braille of its own: liblouis spells out its code in 9 cells.
+            << documentInfo(1, QStringLiteral("A"), QStringLiteral("open"), 7, 16, 1, 1);
+    QTest::newRow("OpenDocument, 200 characters beyond the BMP")
+            << Steps() << step(DocumentCommandId::OpenDocument, {smiley.repeated(200)})
+            << QVariantMap{{QStringLiteral("documentId"), 1},
+                           {QStringLiteral("title"), smiley.repeated(200)},
+                           {QStringLiteral("state"), QStringLiteral("open")}};
     QTest::newRow("CloseDocument")
             << Steps({step(DocumentCommandId::OpenDocument, {QStringLiteral("A")}),
                       step(DocumentCommandId::AddText, {one, QStringLiteral("abc")})})
@@ -851,6 +863,7 @@ void DeviceTest::commandErrors_data()
     const QString one = QStringLiteral("1");
     const QString count = QStringLiteral("InvalidArgumentCount");
     const QString argument = QStringLiteral("InvalidArgument");
+    const QString smiley = QString::fromUcs4(U"\U0001F642");
     const QString busy = QStringLiteral("DeviceBusy");
     const QString paper = QStringLiteral("OutOfPaper");
     const QString state = QStringLiteral("InvalidState");
@@ -953,6 +966,8 @@ void DeviceTest::commandErrors_data()
     QTest::newRow("title too long")
             << Steps() << step(DocumentCommandId::OpenDocument, {QString(201, QLatin1Char('t'))})
             << argument;
+    QTest::newRow("title of 201 characters beyond the BMP too long")
+            << Steps() << step(DocumentCommandId::OpenDocument, {smiley.repeated(201)}) << argument;
     QTest::newRow("document would grow too long")
             << Steps({step(DocumentCommandId::OpenDocument, {QStringLiteral("A")}),
                       step(DocumentCommandId::AddText, {one, QString(65536, QLatin1Char('a'))})})
