@@ -62,6 +62,29 @@ bool isKnownTable(const QString &table)
     return lou_getTable(table.toUtf8().constData()) != nullptr;
 }
 
+bool translatesText(const QString &table)
+{
+    if (!isKnownTable(table))
+        return false;
+    // Undefined characters are left out rather than spelled as escapes: a table that cannot
+    // translate the probe gives no cell, or only blanks.
+    const QByteArray tableName = table.toUtf8();
+    widechar probe[] = {'a'};
+    int inLength = 1;
+    widechar output[16];
+    int outLength = 16;
+    if (!lou_translateString(tableName.constData(), probe, &inLength, output, &outLength, nullptr,
+                             nullptr, dotsIO | ucBrl | noUndefined))
+        return false;
+    bool dots = false;
+    for (int i = 0; i < outLength; ++i) {
+        if (output[i] < 0x2800 || output[i] > 0x28ff)
+            return false;
+        dots = dots || output[i] != 0x2800;
+    }
+    return dots;
+}
+
 QString translate(const QString &table, const QString &text, bool *ok, QString *error)
 {
     *ok = true;

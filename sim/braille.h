@@ -16,6 +16,11 @@ QString defaultTable();
 // and no table lists.
 bool isKnownTable(const QString &table);
 
+// Whether a table that loads turns text into braille cells. Some tables load but only define
+// how braille is shown (unicode.dis) or leave letters undefined, so that text comes out as
+// escape sequences spelled in dots.
+bool translatesText(const QString &table);
+
 // The cells of one line of text; *ok is false when liblouis fails, with *error saying why.
 QString translate(const QString &table, const QString &text, bool *ok, QString *error = nullptr);
 

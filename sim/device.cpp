@@ -595,6 +595,11 @@ Device::Result Device::setBrailleTable(const Arguments &args)
                        QStringLiteral("Braille table \"%1\" is not installed or does not load")
                                .arg(table));
     }
+    if (!Braille::translatesText(table)) {
+        return failure(invalidArgument,
+                       QStringLiteral("Braille table \"%1\" does not translate text into braille")
+                               .arg(table));
+    }
     return setConfiguration(&Configuration::brailleTable, QStringLiteral("brailleTable"), table);
 }
 

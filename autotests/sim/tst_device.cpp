@@ -557,6 +557,10 @@ void DeviceTest::commandResults_data()
     QTest::newRow("SetDuplex false")
             << Steps() << step(ConfigurationCommandId::SetDuplex, {QStringLiteral("false")})
             << QVariantMap{{QStringLiteral("duplex"), false}};
+    QTest::newRow("SetBrailleTable, a table of another language")
+            << Steps()
+            << step(ConfigurationCommandId::SetBrailleTable, {QStringLiteral("de-g1.ctb")})
+            << QVariantMap{{QStringLiteral("brailleTable"), QStringLiteral("de-g1.ctb")}};
     QTest::newRow("SetBrailleTable grade 2")
             << Steps()
             << step(ConfigurationCommandId::SetBrailleTable, {QStringLiteral("en-us-g2.ctb")})
@@ -946,6 +950,15 @@ void DeviceTest::commandErrors_data()
             << argument;
     QTest::newRow("fault unknown")
             << Steps() << step(TestingCommandId::InjectFault, {QStringLiteral("fire")}) << argument;
+    QTest::newRow("table that loads but only shows braille: unicode.dis")
+            << Steps()
+            << step(ConfigurationCommandId::SetBrailleTable, {QStringLiteral("unicode.dis")})
+            << argument;
+    QTest::newRow("table that loads but defines no letters: braille-patterns.cti")
+            << Steps()
+            << step(ConfigurationCommandId::SetBrailleTable,
+                    {QStringLiteral("braille-patterns.cti")})
+            << argument;
     QTest::newRow("table not installed")
             << Steps()
             << step(ConfigurationCommandId::SetBrailleTable, {QStringLiteral("xx-none.ctb")})
