@@ -12,6 +12,7 @@
 #include <QHash>
 #include <QRegularExpression>
 #include <QSaveFile>
+#include <QSet>
 
 namespace {
 
@@ -142,8 +143,8 @@ QVariantMap Device::handle(const QVariantMap &request)
     ++m_requestsServed;
     advanceJob();
     const QVariantMap response = dispatch(request);
-    if (m_stateFile)
-        m_stateFile->save(m_state);
+    if (m_stateFile && m_stateChanged)
+        m_stateChanged = !m_stateFile->save(m_state);
     return response;
 }
 
@@ -203,8 +204,11 @@ QVariantMap Device::handleCommand(const QVariantMap &request)
 
     Arguments arguments;
     Result result = parseArguments(*command, args.toList(), &arguments);
-    if (result.errorId.isEmpty())
+    if (result.errorId.isEmpty()) {
+        if (!isReadOnly(id))
+            m_stateChanged = true;
         result = (this->*handlerFor(id))(arguments);
+    }
     if (!result.errorId.isEmpty())
         return answer(result);
     return answer(result, {{ls::detailsMapKey, result.details}});
@@ -332,6 +336,26 @@ Device::Handler Device::handlerFor(int commandId) const
     return handlers.value(commandId);
 }
 
+bool Device::isReadOnly(int commandId)
+{
+    using namespace ls;
+    static const QSet<int> commands = {
+            ConfigurationCommandId::GetConfiguration,
+            PaperFeedCommandId::GetPaperStatus,
+            DocumentCommandId::ListDocuments,
+            DocumentCommandId::GetDocumentInfo,
+            EmbossCommandId::GetEmbossStatus,
+            TestingCommandId::RunSelfTest,
+            TestingCommandId::TestSensors,
+            TestingCommandId::GetErrorLog,
+            IpcCommandId::Ping,
+            IpcCommandId::GetServiceInfo,
+            IpcCommandId::Echo,
+            IpcCommandId::GetDeviceState,
+    };
+    return commands.contains(commandId);
+}
+
 // Device state helpers
 
 bool Device::jobActive() const
@@ -350,6 +374,7 @@ Device::Result Device::busyFailure() const
 
 void Device::logError(const QString &code, const QString &message)
 {
+    m_stateChanged = true;
     m_state.errorLog.append({QDateTime::currentDateTimeUtc(), code, message});
     while (m_state.errorLog.size() > maximumLogEntries)
         m_state.errorLog.removeFirst();
@@ -408,6 +433,8 @@ bool Device::nextPageNeedsSheet() const
 
 void Device::embossNextPage()
 {
+    // Paper, faults and the error log change with every page.
+    m_stateChanged = true;
     const auto pause = [this](const QString &reason, const QString &message) {
         m_job.state = JobState::Paused;
         m_job.pauseReason = reason;

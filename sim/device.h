@@ -81,6 +81,8 @@ private:
     Result parseArguments(const Catalogue::Command &command, const QVariantList &words,
                           Arguments *arguments) const;
     Handler handlerFor(int commandId) const;
+    // Commands that only look: their requests leave the kept state as it was.
+    static bool isReadOnly(int commandId);
 
     bool jobActive() const;
     Result busyFailure() const;
@@ -153,6 +155,10 @@ private:
     // Time of the job already turned into pages.
     qint64 m_jobClockMs = 0;
     int m_requestsServed = 0;
+    // Whether the kept state may differ from the state file, so that a request that changed
+    // nothing costs no serialisation. Set at start, so that the first request writes a state
+    // the file does not hold yet.
+    bool m_stateChanged = true;
 };
 
 #endif // DEVICE_H

@@ -243,20 +243,21 @@ DeviceState StateFile::load()
     return DeviceState();
 }
 
-void StateFile::save(const DeviceState &state)
+bool StateFile::save(const DeviceState &state)
 {
     if (!m_enabled)
-        return;
+        return true;
     const QByteArray content = QJsonDocument(state.toJson()).toJson(QJsonDocument::Indented);
     if (content == m_lastWritten)
-        return;
+        return true;
     QSaveFile file(m_path);
     if (!QFileInfo(m_path).absoluteDir().mkpath(QStringLiteral("."))
         || !file.open(QIODevice::WriteOnly) || file.write(content) != content.size()
         || !file.commit()) {
         qCWarning(SIM_DEVICE).noquote() << QStringLiteral("State file %1 cannot be written: %2")
                                                    .arg(m_path, file.errorString());
-        return;
+        return false;
     }
     m_lastWritten = content;
+    return true;
 }

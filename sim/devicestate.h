@@ -69,8 +69,9 @@ public:
     // reported and renamed aside; a file that can neither be read nor set aside disables saving,
     // so it is never overwritten.
     DeviceState load();
-    // Writes the state when it differs from what was last read or written.
-    void save(const DeviceState &state);
+    // Writes the state when it differs from what was last read or written; false when it could
+    // not be written, so that the caller tries again.
+    bool save(const DeviceState &state);
 
     bool isEnabled() const { return m_enabled; }
     // Where the last damaged file was moved to; empty when none was.

@@ -5,6 +5,8 @@
 
 #include <QtTest>
 
+#include <sys/stat.h>
+
 using Steps = QList<QStringList>;
 using Expectations = QList<QVariantMap>;
 
@@ -86,6 +88,8 @@ private Q_SLOTS:
     void pageFiles_data();
     void pageFiles();
     void stateSurvivesRestart();
+    void stateFileRewrittenOnlyOnChange_data();
+    void stateFileRewrittenOnlyOnChange();
     void damagedStateFile_data();
     void damagedStateFile();
     void missingTableFailsTranslation();
@@ -1542,6 +1546,60 @@ void DeviceTest::pageFiles()
     const QDir pages(options.outputDirectory);
     QCOMPARE(pages.entryList(QDir::Files, QDir::Name), files);
     QCOMPARE(QString::fromUtf8(readAll(pages.filePath(files.first()))), firstPage);
+}
+
+void DeviceTest::stateFileRewrittenOnlyOnChange_data()
+{
+    QTest::addColumn<QStringList>("command");
+    QTest::addColumn<bool>("rewritten");
+
+    using namespace ls;
+    const QString one = QStringLiteral("1");
+    QTest::newRow("GetConfiguration") << step(ConfigurationCommandId::GetConfiguration) << false;
+    QTest::newRow("GetPaperStatus") << step(PaperFeedCommandId::GetPaperStatus) << false;
+    QTest::newRow("ListDocuments") << step(DocumentCommandId::ListDocuments) << false;
+    QTest::newRow("GetDocumentInfo") << step(DocumentCommandId::GetDocumentInfo, {one}) << false;
+    QTest::newRow("GetEmbossStatus") << step(EmbossCommandId::GetEmbossStatus) << false;
+    QTest::newRow("RunSelfTest") << step(TestingCommandId::RunSelfTest) << false;
+    QTest::newRow("TestSensors") << step(TestingCommandId::TestSensors) << false;
+    QTest::newRow("GetErrorLog") << step(TestingCommandId::GetErrorLog) << false;
+    QTest::newRow("Ping") << step(IpcCommandId::Ping) << false;
+    QTest::newRow("GetServiceInfo") << step(IpcCommandId::GetServiceInfo) << false;
+    QTest::newRow("Echo") << step(IpcCommandId::Echo, {QStringLiteral("hi")}) << false;
+    QTest::newRow("GetDeviceState") << step(IpcCommandId::GetDeviceState) << false;
+    QTest::newRow("a failed read-only request")
+            << step(DocumentCommandId::GetDocumentInfo, {QStringLiteral("9")}) << false;
+    QTest::newRow("a change is written") << step(ConfigurationCommandId::SetDuplex, {one}) << true;
+    QTest::newRow("an error logged is written") << step(PaperFeedCommandId::FeedSheet) << true;
+}
+
+void DeviceTest::stateFileRewrittenOnlyOnChange()
+{
+    QFETCH(QStringList, command);
+    QFETCH(bool, rewritten);
+    QTemporaryDir dir;
+    QVERIFY(dir.isValid());
+    DeviceOptions options = stepping();
+    options.stateFile = dir.filePath(QStringLiteral("state.json"));
+    Device device(options);
+    QVERIFY(runSteps(device, {step(ls::DocumentCommandId::OpenDocument, {QStringLiteral("A")}),
+                              step(ls::DocumentCommandId::AddText,
+                                   {QStringLiteral("1"), QStringLiteral("abc")})}));
+    // Every write replaces the file with a new one, made before the old one goes.
+    const auto inode = [&options] {
+        struct stat status;
+        return ::stat(QFile::encodeName(options.stateFile).constData(), &status) == 0
+                       ? qint64(status.st_ino)
+                       : qint64(-1);
+    };
+    const qint64 before = inode();
+    QVERIFY(before != -1);
+    device.handle(commandRequest(command.first().toInt(), command.mid(1)));
+    QCOMPARE(inode() != before, rewritten);
+    const qint64 after = inode();
+    for (int i = 0; i < 3; ++i)
+        device.handle(commandRequest(ls::IpcCommandId::Ping, {}));
+    QCOMPARE(inode(), after);
 }
 
 void DeviceTest::stateSurvivesRestart()
