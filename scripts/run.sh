@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# Runs command-parser against the simulated device: builds what is missing, starts a private bus
+# Runs command-parser against the simulated device: builds what is missing of the tool and the
+# simulator (saying so on stderr when there is something to build), starts a private bus
 # on which command-handler-sim is started on demand, runs the tool with the given arguments and
 # shuts the bus and the simulator down again. Exits with the tool's status.
 #
@@ -13,20 +14,55 @@ root=$(cd "$(dirname "$0")/.." && pwd)
 build=${BUILD_DIR:-$root/build}
 me=$(basename "$0")
 
+config=$build/data/command-handler-bus.conf
+tool=$build/src/command-parser
+simulator=$build/sim/command-handler-sim
+
+no_simulator() {
+    echo "$me: $config is missing; the simulator is not part of this build (BUILD_SIMULATOR=OFF?)" >&2
+    exit 1
+}
+# Nothing to build for a run that cannot take place.
+if grep -q '^BUILD_SIMULATOR:BOOL=OFF$' "$build/CMakeCache.txt" 2>/dev/null; then
+    no_simulator
+fi
+
+# The build's own output stays out of the tool's; one line says why a run takes long: the first
+# build, or sources changed since the last build that this script made (or, before there was one,
+# since the binaries were built).
+stamp=$build/run-build.stamp
+newer_than() {
+    local reference=$1
+    shift
+    [ -n "$(cd "$root" && find "$@" -newer "$reference" -print -quit 2>/dev/null)" ]
+}
+needs_build() {
+    [ -f "$build/CMakeCache.txt" ] && [ -x "$tool" ] && [ -x "$simulator" ] || return 0
+    if [ -f "$stamp" ]; then
+        newer_than "$stamp" CMakeLists.txt src sim libservices data
+    else
+        newer_than "$tool" CMakeLists.txt src libservices \
+            || newer_than "$simulator" CMakeLists.txt sim libservices data
+    fi
+}
+if needs_build; then
+    echo "Building command-parser and the simulator…" >&2
+fi
 log=$(mktemp "${TMPDIR:-/tmp}/command-handler-build.XXXXXX")
-if ! "$root/scripts/build.sh" >"$log" 2>&1; then
+# The stamp takes the time the build started, so that an edit made meanwhile still counts.
+started=$(mktemp "${TMPDIR:-/tmp}/command-handler-build-start.XXXXXX")
+trap 'rm -f "$log" "$started"' EXIT
+if ! "$root/scripts/build.sh" command-parser command-handler-sim >"$log" 2>&1; then
     cat "$log" >&2
-    rm -f "$log"
+    rm -f "$log" "$started"
     echo "$me: the build failed" >&2
     exit 1
 fi
-rm -f "$log"
+touch -r "$started" "$stamp" 2>/dev/null || true
+rm -f "$log" "$started"
 
-config=$build/data/command-handler-bus.conf
-tool=$build/src/command-parser
 if [ ! -f "$config" ]; then
-    echo "$me: $config is missing; the simulator is not part of this build (BUILD_SIMULATOR=OFF?)" >&2
-    exit 1
+    no_simulator
 fi
 if [ ! -x "$tool" ]; then
     echo "$me: command-parser is not built: $tool does not exist (no target command-parser in src/?)" >&2
