@@ -214,7 +214,7 @@ void TestCommandLine::dispatch_data()
     QTest::newRow("-a -l: -l is the value, not an option")
             << QStringList{e, QStringLiteral("603"), a, l} << readyResult()
             << QStringList{executeRequest(603, {l})};
-    QTest::newRow("-a non-ASCII under the C locale: sent as the same text")
+    QTest::newRow("-a non-ASCII: sent unchanged as UTF-8")
             << QStringList{e, QStringLiteral("603"), a, QStringLiteral("åäö ⠃⠗")} << readyResult()
             << QStringList{executeRequest(603, {QStringLiteral("åäö"), QStringLiteral("⠃⠗")})};
 
