@@ -158,6 +158,7 @@ class TestCommandParser : public QObject
 
 private Q_SLOTS:
     void initTestCase();
+    void cleanupTestCase();
     void init();
     void cleanup();
 
@@ -202,6 +203,12 @@ void TestCommandParser::initTestCase()
     m_owner = std::make_unique<QObject>();
     m_parser = new CommandParser(m_owner.get());
     QCOMPARE(m_parser->parent(), m_owner.get());
+}
+
+void TestCommandParser::cleanupTestCase()
+{
+    m_peer.reset();
+    m_bus.stop();
 }
 
 void TestCommandParser::init()
