@@ -84,6 +84,9 @@ QString mapKey(const QVariant &key)
         return key.value<QDBusSignature>().signature();
     if (key.userType() == QMetaType::Double)
         return jsonDouble(key.toDouble());
+    // A byte key is a number; toString() would make it a character.
+    if (key.userType() == QMetaType::UChar)
+        return QString::number(key.value<uchar>());
     return key.toString();
 }
 

@@ -156,7 +156,9 @@ QProcessEnvironment ToolRunner::cleanEnvironment() const
     const QString emptyConfig = m_dir->filePath(QStringLiteral("config"));
     env.insert(QStringLiteral("XDG_CONFIG_HOME"), emptyConfig);
     env.insert(QStringLiteral("XDG_CONFIG_DIRS"), emptyConfig);
-    // A locale without UTF-8: the tool's bytes must not depend on it.
+    // One locale for every run, whatever the user's shell sets, so that runs are repeatable. Qt
+    // here takes UTF-8 for the locale's codec under any LC_ALL, so this shows nothing about the
+    // tool's own choice of codec.
     env.insert(QStringLiteral("LC_ALL"), QStringLiteral("C"));
     return env;
 }

@@ -21,6 +21,8 @@ private Q_SLOTS:
     void dispatch();
     void parserHandled_data();
     void parserHandled();
+    void applicationName_data();
+    void applicationName();
     void loggingRules_data();
     void loggingRules();
     void messageContext_data();
@@ -90,14 +92,18 @@ LogMessage mainError(const char *text)
                            QStringLiteral("ERROR: ") + QString::fromUtf8(text));
 }
 
-QByteArray helpOptionText()
+QByteArray helpOptionText(const QString &program = ToolRunner::toolPath())
 {
     QFile file(QStringLiteral(COMMANDPARSER_DATA_DIR "/help-option.txt"));
     if (!file.open(QIODevice::ReadOnly))
         return QByteArray();
     // The usage line names the program as it was started.
-    return file.readAll().replace("@PROGRAM@", ToolRunner::toolPath().toUtf8());
+    return file.readAll().replace("@PROGRAM@", program.toUtf8());
 }
+
+// The name of a link to the tool: Qt's default application name would be this one.
+const QString otherName = QStringLiteral("embosser-shell");
+const QString programPlaceholder = QStringLiteral("@PROGRAM@");
 } // namespace
 
 void TestCommandLine::initTestCase()
@@ -208,7 +214,7 @@ void TestCommandLine::dispatch_data()
     QTest::newRow("-a -l: -l is the value, not an option")
             << QStringList{e, QStringLiteral("603"), a, l} << readyResult()
             << QStringList{executeRequest(603, {l})};
-    QTest::newRow("-a non-ASCII under the C locale: sent as the same text")
+    QTest::newRow("-a non-ASCII: sent unchanged as UTF-8")
             << QStringList{e, QStringLiteral("603"), a, QStringLiteral("åäö ⠃⠗")} << readyResult()
             << QStringList{executeRequest(603, {QStringLiteral("åäö"), QStringLiteral("⠃⠗")})};
 
@@ -360,6 +366,53 @@ void TestCommandLine::parserHandled()
         QCOMPARE(run.exitCode, exitCode);
         QCOMPARE(run.requests, QStringList());
     }
+}
+
+void TestCommandLine::applicationName_data()
+{
+    QTest::addColumn<QStringList>("arguments");
+    QTest::addColumn<QByteArray>("standardOutput");
+    QTest::addColumn<QByteArray>("standardError");
+    QTest::addColumn<int>("exitCode");
+
+    QTest::newRow("--version under another name: still command-parser")
+            << QStringList{QStringLiteral("--version")} << QByteArrayLiteral("command-parser \n")
+            << QByteArray() << 0;
+    QTest::newRow("unknown option under another name: still command-parser")
+            << QStringList{QStringLiteral("-z")} << QByteArray()
+            << QByteArrayLiteral("command-parser: Unknown option 'z'.\n") << 1;
+    QTest::newRow("missing value under another name: still command-parser")
+            << QStringList{QStringLiteral("-e")} << QByteArray()
+            << QByteArrayLiteral("command-parser: Missing value after '-e'.\n") << 1;
+    // Qt's usage line shows the path the program was started with, not the application name.
+    QTest::newRow("--help under another name: the usage line shows the link")
+            << QStringList{QStringLiteral("--help")} << helpOptionText(programPlaceholder)
+            << QByteArray() << 0;
+}
+
+void TestCommandLine::applicationName()
+{
+    QFETCH(QStringList, arguments);
+    QFETCH(QByteArray, standardOutput);
+    QFETCH(QByteArray, standardError);
+    QFETCH(int, exitCode);
+
+    QTemporaryDir linkDir;
+    QVERIFY2(linkDir.isValid(), qPrintable(linkDir.errorString()));
+    const QString link = linkDir.filePath(otherName);
+    QVERIFY(QFile::link(ToolRunner::toolPath(), link));
+    standardOutput.replace(programPlaceholder.toUtf8(), link.toUtf8());
+    QVERIFY(!standardOutput.isEmpty() || !standardError.isEmpty());
+
+    ToolRunner runner(m_bus);
+    runner.setToolPath(link);
+    QVERIFY2(runner.startScripted(everyAnswer), qPrintable(runner.errorString()));
+    const ToolRun run = runner.run(arguments);
+    QVERIFY2(run.failure.isEmpty(), qPrintable(run.failure));
+    QCOMPARE(run.standardOutput.split('\n'), standardOutput.split('\n'));
+    QCOMPARE(run.standardError, standardError);
+    QCOMPARE(run.exitCode, exitCode);
+    QCOMPARE(run.requests, QStringList());
 }
 
 void TestCommandLine::loggingRules_data()

@@ -158,6 +158,7 @@ class TestCommandParser : public QObject
 
 private Q_SLOTS:
     void initTestCase();
+    void cleanupTestCase();
     void init();
     void cleanup();
 
@@ -202,6 +203,12 @@ void TestCommandParser::initTestCase()
     m_owner = std::make_unique<QObject>();
     m_parser = new CommandParser(m_owner.get());
     QCOMPARE(m_parser->parent(), m_owner.get());
+}
+
+void TestCommandParser::cleanupTestCase()
+{
+    m_peer.reset();
+    m_bus.stop();
 }
 
 void TestCommandParser::init()
@@ -404,6 +411,10 @@ void TestCommandParser::display_data()
             {QStringLiteral("Gamma"), command(QStringLiteral("Third"), 0)},
     };
 
+    // Enums naming only the first letters.
+    const ls::MetaEnum alphaOnly(ls::MetaEnum::Map{{&letterNames[0], 1}});
+    const ls::MetaEnum alphaBeta(ls::MetaEnum::Map{{&letterNames[0], 1}, {&letterNames[1], 2}});
+
     QTest::newRow("empty enum writes nothing") << ls::MetaEnum() << full << QStringList();
     QTest::newRow("every entry present") << ls::MetaEnum(letterNames, {1, 2, 3}) << full
                                          << QStringList{line(QStringLiteral("1 \t First ( a: b )")),
@@ -425,7 +436,7 @@ void TestCommandParser::display_data()
                            line(QStringLiteral("2 \t Second ")),
                            line(QStringLiteral("3 \t Third "))};
     QTest::newRow("empty catalogue: errors first, then tab and two blanks")
-            << ls::MetaEnum(letterNames, {1, 2}) << QVariantMap()
+            << alphaBeta << QVariantMap()
             << QStringList{descriptionError(QStringLiteral("\"Alpha\"")),
                            argumentsError(QStringLiteral("\"Alpha\"")),
                            line(QStringLiteral("1 \t  ")),
@@ -433,33 +444,32 @@ void TestCommandParser::display_data()
                            argumentsError(QStringLiteral("\"Beta\"")),
                            line(QStringLiteral("2 \t  "))};
     QTest::newRow("entry without description: both errors name the key")
-            << ls::MetaEnum(letterNames, {1})
+            << alphaOnly
             << QVariantMap{{QStringLiteral("Alpha"), command(QVariant(), 1, records({ab}))}}
             << QStringList{descriptionError(QStringLiteral("\"description\"")),
                            argumentsError(QStringLiteral("\"description\"")),
                            line(QStringLiteral("1 \t  "))};
     QTest::newRow("entry not a map")
-            << ls::MetaEnum(letterNames, {1})
+            << alphaOnly
             << QVariantMap{{QStringLiteral("Alpha"), QVariantList{QStringLiteral("x")}}}
             << QStringList{descriptionError(QStringLiteral("\"description\"")),
                            argumentsError(QStringLiteral("\"description\"")),
                            line(QStringLiteral("1 \t  "))};
     QTest::newRow("catalogue entry no enumerator names is not shown")
-            << ls::MetaEnum(letterNames, {1})
+            << alphaOnly
             << QVariantMap{{QStringLiteral("Alpha"), command(QStringLiteral("First"))},
                            {QStringLiteral("Omega"), command(QStringLiteral("Last"))},
                            {QString(), command(QStringLiteral("Nameless"))}}
             << QStringList{line(QStringLiteral("1 \t First "))};
     QTest::newRow("description and signature unquoted, tab and line break pass")
-            << ls::MetaEnum(letterNames, {1})
+            << alphaOnly
             << QVariantMap{{QStringLiteral("Alpha"),
                             command(QStringLiteral("say \"hi\"\tnow\nthen"), 1,
                                     records({record(QStringLiteral("w\"x"),
                                                     QStringLiteral("s\\t"))}))}}
             << QStringList{line(QStringLiteral("1 \t say \"hi\"\tnow\nthen ( w\"x: s\\t )"))};
     QTest::newRow("empty description, no arguments")
-            << ls::MetaEnum(letterNames, {1})
-            << QVariantMap{{QStringLiteral("Alpha"), command(QStringLiteral(""))}}
+            << alphaOnly << QVariantMap{{QStringLiteral("Alpha"), command(QStringLiteral(""))}}
             << QStringList{line(QStringLiteral("1 \t  "))};
     QTest::newRow("name needing escapes: quoted in errors only")
             << ls::MetaEnum(oddNames, {1, 2})

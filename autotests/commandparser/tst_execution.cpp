@@ -248,7 +248,7 @@ void TestExecution::resultFields_data()
             << LogMessages{line("say \"hi\"", "back\\slash")} << sent;
     QTest::newRow("empty key") << ping << withDetails(R"({"": "v"})") << LogMessages{line("", "v")}
                                << sent;
-    QTest::newRow("non-ASCII value as UTF-8 under the C locale")
+    QTest::newRow("non-ASCII value: written unchanged as UTF-8")
             << ping << withDetails(R"({"k": "åäö ⠃⠗"})") << LogMessages{line("k", "åäö ⠃⠗")}
             << sent;
 }

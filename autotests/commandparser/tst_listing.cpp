@@ -412,7 +412,7 @@ void TestListing::signatures_data()
     QTest::newRow("description with quotes and backslash: unquoted")
             << QByteArray(R"({"id": "Echo", "description": "say \"hi\" \\o/"})")
             << echo("say \"hi\" \\o/");
-    QTest::newRow("description non-ASCII: UTF-8 under the C locale")
+    QTest::newRow("description non-ASCII: written unchanged as UTF-8")
             << QByteArray(R"({"id": "Echo", "description": "Upprepar ⠑⠉⠓⠕"})")
             << echo("Upprepar ⠑⠉⠓⠕");
 }

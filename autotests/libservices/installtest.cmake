@@ -1,6 +1,7 @@
 # Installs the built library into a fresh prefix, then builds and runs a consumer against it twice:
 # through the CMake package and through pkg-config.
 # Takes LIBSERVICES_BUILD_DIR, CONSUMER_SOURCE_DIR, WORK_DIR, CXX_COMPILER.
+# The pkg-config consumer gets exactly the flags pkg-config gives, nothing added here.
 file(REMOVE_RECURSE ${WORK_DIR})
 set(prefix ${WORK_DIR}/prefix)
 
@@ -31,7 +32,8 @@ string(STRIP "${output}" flags)
 separate_arguments(flags UNIX_COMMAND "${flags}")
 run(pkg-config --variable=libdir libservices)
 string(STRIP "${output}" libdir)
-run(${CXX_COMPILER} -std=c++17 -fPIC ${CONSUMER_SOURCE_DIR}/main.cpp ${flags}
-    -Wl,-rpath,${libdir} -o ${WORK_DIR}/pkgconfig-consumer)
-run(${WORK_DIR}/pkgconfig-consumer)
+run(${CXX_COMPILER} -std=c++17 ${CONSUMER_SOURCE_DIR}/main.cpp ${flags}
+    -o ${WORK_DIR}/pkgconfig-consumer)
+# Found at run time the way an installed library would be, not through a link flag of ours.
+run(${CMAKE_COMMAND} -E env LD_LIBRARY_PATH=${libdir} ${WORK_DIR}/pkgconfig-consumer)
 message(STATUS "pkg-config: ${output}")

@@ -48,6 +48,36 @@ const QDBusArgument &operator>>(const QDBusArgument &argument, Pair &pair)
 
 namespace {
 
+// One dictionary for each D-Bus type a key can have, under that type's code.
+QVariantMap keyedDictionaries()
+{
+    const QDBusVariant one(1);
+    const QDBusVariant two(2);
+    return {
+            {QStringLiteral("y"),
+             QVariant::fromValue(QMap<uchar, QDBusVariant>{{uchar(65), one}, {uchar(10), two}})},
+            {QStringLiteral("n"), QVariant::fromValue(QMap<short, QDBusVariant>{{-3, one}})},
+            {QStringLiteral("q"),
+             QVariant::fromValue(QMap<ushort, QDBusVariant>{{ushort(65535), one}})},
+            {QStringLiteral("i"),
+             QVariant::fromValue(QMap<int, QDBusVariant>{{-2147483647 - 1, one}})},
+            {QStringLiteral("u"),
+             QVariant::fromValue(QMap<uint, QDBusVariant>{{4294967295u, one}})},
+            {QStringLiteral("x"),
+             QVariant::fromValue(QMap<qlonglong, QDBusVariant>{{-5000000000LL, one}})},
+            {QStringLiteral("t"),
+             QVariant::fromValue(QMap<qulonglong, QDBusVariant>{{18446744073709551615ULL, one}})},
+            {QStringLiteral("b"),
+             QVariant::fromValue(QMap<bool, QDBusVariant>{{true, one}, {false, two}})},
+            {QStringLiteral("s"),
+             QVariant::fromValue(QMap<QString, QDBusVariant>{{QStringLiteral("65"), one}})},
+            {QStringLiteral("o"), QVariant::fromValue(QMap<QDBusObjectPath, QDBusVariant>{
+                                          {QDBusObjectPath(QStringLiteral("/a/b")), one}})},
+            {QStringLiteral("g"), QVariant::fromValue(QMap<QDBusSignature, QDBusVariant>{
+                                          {QDBusSignature(QStringLiteral("a{yv}")), one}})},
+    };
+}
+
 // The request value under "depth" and "shape" ("map" or "list") say how deep and of what kind.
 QVariant nested(const QString &shape, int levels)
 {
@@ -115,6 +145,8 @@ public:
                     {QStringLiteral("signature"),
                      QVariant::fromValue(QDBusSignature(QStringLiteral("a{sv}")))},
                     {QStringLiteral("variantInVariant"), QVariant::fromValue(QDBusVariant(5))}});
+        } else if (command == QLatin1String("KeyedDictionaries")) {
+            reply = message.createReply(keyedDictionaries());
         } else if (command == QLatin1String("FileDescriptor")) {
             reply = message.createReply(QVariantMap{
                     {QStringLiteral("fd"), QVariant::fromValue(QDBusUnixFileDescriptor(0))}});
@@ -146,6 +178,17 @@ int main(int argc, char **argv)
     qDBusRegisterMetaType<Pair>();
     qDBusRegisterMetaType<QMap<int, QString>>();
     qDBusRegisterMetaType<QList<int>>();
+    qDBusRegisterMetaType<QMap<uchar, QDBusVariant>>();
+    qDBusRegisterMetaType<QMap<short, QDBusVariant>>();
+    qDBusRegisterMetaType<QMap<ushort, QDBusVariant>>();
+    qDBusRegisterMetaType<QMap<int, QDBusVariant>>();
+    qDBusRegisterMetaType<QMap<uint, QDBusVariant>>();
+    qDBusRegisterMetaType<QMap<qlonglong, QDBusVariant>>();
+    qDBusRegisterMetaType<QMap<qulonglong, QDBusVariant>>();
+    qDBusRegisterMetaType<QMap<bool, QDBusVariant>>();
+    qDBusRegisterMetaType<QMap<QString, QDBusVariant>>();
+    qDBusRegisterMetaType<QMap<QDBusObjectPath, QDBusVariant>>();
+    qDBusRegisterMetaType<QMap<QDBusSignature, QDBusVariant>>();
     const QStringList arguments = app.arguments();
     const QString serviceId
             = arguments.size() > 1 ? arguments.at(1) : ls::ServiceId::CommandHandler;

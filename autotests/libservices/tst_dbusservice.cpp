@@ -150,6 +150,8 @@ private Q_SLOTS:
     void roundTrip();
     void stringListAnswerComesBackAsList();
     void otherTypesComeBackPlain();
+    void dictionaryKeysComeBackAsText_data();
+    void dictionaryKeysComeBackAsText();
     void requestNesting_data();
     void requestNesting();
     void replyNesting_data();
@@ -327,6 +329,49 @@ void TestDBusService::otherTypesComeBackPlain()
             {QStringLiteral("signature"), QStringLiteral("a{sv}")},
             {QStringLiteral("variantInVariant"), 5}};
     QCOMPARE(describe(response), describe(expected));
+}
+
+void TestDBusService::dictionaryKeysComeBackAsText_data()
+{
+    QTest::addColumn<QString>("keyType");
+    QTest::addColumn<QVariantMap>("expected");
+
+    QTest::newRow("byte keys are numbers, not characters")
+            << QStringLiteral("y")
+            << QVariantMap{{QStringLiteral("65"), 1}, {QStringLiteral("10"), 2}};
+    QTest::newRow("negative int16 key")
+            << QStringLiteral("n") << QVariantMap{{QStringLiteral("-3"), 1}};
+    QTest::newRow("largest uint16 key")
+            << QStringLiteral("q") << QVariantMap{{QStringLiteral("65535"), 1}};
+    QTest::newRow("smallest int32 key")
+            << QStringLiteral("i") << QVariantMap{{QStringLiteral("-2147483648"), 1}};
+    QTest::newRow("largest uint32 key")
+            << QStringLiteral("u") << QVariantMap{{QStringLiteral("4294967295"), 1}};
+    QTest::newRow("int64 key beyond 32 bits")
+            << QStringLiteral("x") << QVariantMap{{QStringLiteral("-5000000000"), 1}};
+    QTest::newRow("largest uint64 key")
+            << QStringLiteral("t") << QVariantMap{{QStringLiteral("18446744073709551615"), 1}};
+    QTest::newRow("boolean keys as true and false")
+            << QStringLiteral("b")
+            << QVariantMap{{QStringLiteral("true"), 1}, {QStringLiteral("false"), 2}};
+    QTest::newRow("string key of digits unchanged")
+            << QStringLiteral("s") << QVariantMap{{QStringLiteral("65"), 1}};
+    QTest::newRow("object path key as its path")
+            << QStringLiteral("o") << QVariantMap{{QStringLiteral("/a/b"), 1}};
+    QTest::newRow("signature key as its text")
+            << QStringLiteral("g") << QVariantMap{{QStringLiteral("a{yv}"), 1}};
+}
+
+void TestDBusService::dictionaryKeysComeBackAsText()
+{
+    QFETCH(QString, keyType);
+    QFETCH(QVariantMap, expected);
+
+    const QVariantMap response
+            = commandHandler()->process(withCommand(QStringLiteral("KeyedDictionaries")));
+
+    QCOMPARE(dbusArgumentPath(response), QString());
+    QCOMPARE(describe(response.value(keyType)), describe(expected));
 }
 
 void TestDBusService::requestNesting_data()

@@ -9,6 +9,7 @@
 #include <QDBusConnection>
 #include <QDBusConnectionInterface>
 #include <QDBusMessage>
+#include <QDBusMetaType>
 #include <QDBusObjectPath>
 #include <QDBusVariant>
 #include <QDeadlineTimer>
@@ -215,6 +216,7 @@ void TestSimulator::initTestCase()
     QVERIFY2(m_bus.start(), qPrintable(m_bus.errorString()));
     m_bus.exportToProcess();
     m_simulator.setForwardedOutput(true);
+    qDBusRegisterMetaType<QMap<uchar, QDBusVariant>>();
 }
 
 void TestSimulator::cleanupTestCase()
@@ -811,6 +813,11 @@ void TestSimulator::record_data()
             << QVariantMap{{QStringLiteral("v"),
                             QVariant::fromValue(QDBusVariant(QStringLiteral("x")))}}
             << QByteArray(R"({"v": {"v": {"s": "x"}}})");
+    QTest::newRow("byte keys as numbers, not characters")
+            << QVariantMap{{QStringLiteral("d"),
+                            QVariant::fromValue(QMap<uchar, QDBusVariant>{
+                                    {uchar(65), QDBusVariant(1)}, {uchar(10), QDBusVariant(2)}})}}
+            << QByteArray(R"({"d": {"a{yv}": {"10": {"i": 2}, "65": {"i": 1}}}})");
     QTest::newRow("escaped strings")
             << QVariantMap{{QStringLiteral("k\"ey"),
                             QStringLiteral("a\"b\\c\nd\te\x01 \u00e4\u2800")}}

@@ -49,6 +49,32 @@ bool isFixedType(char code)
 
 WireCheck convert(const QVariant &in, int depth, QVariant *out);
 
+// A dictionary key of a received map, already converted, as the text the map is keyed by. A byte
+// is a number here, not a character.
+QString keyText(const QVariant &key)
+{
+    switch (key.userType()) {
+    case QMetaType::UChar:
+        return QString::number(key.value<uchar>());
+    case QMetaType::Short:
+        return QString::number(key.value<short>());
+    case QMetaType::UShort:
+        return QString::number(key.value<ushort>());
+    case QMetaType::Int:
+        return QString::number(key.toInt());
+    case QMetaType::UInt:
+        return QString::number(key.toUInt());
+    case QMetaType::LongLong:
+        return QString::number(key.toLongLong());
+    case QMetaType::ULongLong:
+        return QString::number(key.toULongLong());
+    case QMetaType::Bool:
+        return key.toBool() ? QStringLiteral("true") : QStringLiteral("false");
+    default:
+        return key.toString();
+    }
+}
+
 WireCheck convertArgument(const QDBusArgument &arg, int depth, QVariant *out)
 {
     if (depth > maximumNestingDepth)
@@ -101,7 +127,7 @@ WireCheck convertArgument(const QDBusArgument &arg, int depth, QVariant *out)
             arg.endMapEntry();
             if (result != WireCheck::Ok)
                 return result;
-            map.insert(key.toString(), value);
+            map.insert(keyText(key), value);
         }
         arg.endMap();
         *out = map;

@@ -6,10 +6,10 @@ namespace ls {
 
 MetaEnum::MetaEnum(const Map &map) : m_map(map) { }
 
-MetaEnum::MetaEnum(const QString *names, std::initializer_list<int> values)
+void MetaEnum::insert(const QString *names, const int *values, std::size_t count)
 {
-    for (int value : values)
-        m_map.insert(names++, value);
+    for (std::size_t i = 0; i < count; ++i)
+        m_map.insert(names + i, values[i]);
 }
 
 QList<const QString *> MetaEnum::names() const

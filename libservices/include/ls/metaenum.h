@@ -7,7 +7,7 @@
 #include <QMap>
 #include <QString>
 
-#include <initializer_list>
+#include <cstddef>
 
 namespace ls {
 
@@ -21,8 +21,13 @@ public:
 
     MetaEnum() = default;
     explicit MetaEnum(const Map &map);
-    // Pairs names[i] with values[i]; both must hold the same number of elements.
-    MetaEnum(const QString *names, std::initializer_list<int> values);
+    // Pairs names[i] with values[i]. Both are arrays of the same size, so a list of values longer
+    // or shorter than the names does not compile.
+    template<std::size_t N>
+    MetaEnum(const QString (&names)[N], const int (&values)[N])
+    {
+        insert(names, values, N);
+    }
 
     // The name pointers, ascending by address.
     QList<const QString *> names() const;
@@ -40,6 +45,8 @@ public:
     int count() const { return m_map.size(); }
 
 private:
+    void insert(const QString *names, const int *values, std::size_t count);
+
     Map m_map;
 };
 
