@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Runs command-parser against the simulated device: builds what is missing of the tool and the
-# simulator (saying so on stderr when there is something to build), starts a private bus
+# simulator (saying so on stderr on the first build), starts a private bus
 # on which command-handler-sim is started on demand, runs the tool with the given arguments and
 # shuts the bus and the simulator down again. Exits with the tool's status.
 #
@@ -27,39 +27,18 @@ if grep -q '^BUILD_SIMULATOR:BOOL=OFF$' "$build/CMakeCache.txt" 2>/dev/null; the
     no_simulator
 fi
 
-# The build's own output stays out of the tool's; one line says why a run takes long: the first
-# build, or sources changed since the last build that this script made (or, before there was one,
-# since the binaries were built).
-stamp=$build/run-build.stamp
-newer_than() {
-    local reference=$1
-    shift
-    [ -n "$(cd "$root" && find "$@" -newer "$reference" -print -quit 2>/dev/null)" ]
-}
-needs_build() {
-    [ -f "$build/CMakeCache.txt" ] && [ -x "$tool" ] && [ -x "$simulator" ] || return 0
-    if [ -f "$stamp" ]; then
-        newer_than "$stamp" CMakeLists.txt src sim libservices data
-    else
-        newer_than "$tool" CMakeLists.txt src libservices \
-            || newer_than "$simulator" CMakeLists.txt sim libservices data
-    fi
-}
-if needs_build; then
+# The build's own output stays out of the tool's; one line says why the first run takes long.
+if [ ! -x "$tool" ] || [ ! -x "$simulator" ]; then
     echo "Building command-parser and the simulator…" >&2
 fi
 log=$(mktemp "${TMPDIR:-/tmp}/command-handler-build.XXXXXX")
-# The stamp takes the time the build started, so that an edit made meanwhile still counts.
-started=$(mktemp "${TMPDIR:-/tmp}/command-handler-build-start.XXXXXX")
-trap 'rm -f "$log" "$started"' EXIT
+trap 'rm -f "$log"' EXIT
 if ! "$root/scripts/build.sh" command-parser command-handler-sim >"$log" 2>&1; then
     cat "$log" >&2
-    rm -f "$log" "$started"
     echo "$me: the build failed" >&2
     exit 1
 fi
-touch -r "$started" "$stamp" 2>/dev/null || true
-rm -f "$log" "$started"
+rm -f "$log"
 
 if [ ! -f "$config" ]; then
     no_simulator
