@@ -41,6 +41,49 @@ const ls::MetaEnum &reversedMeta()
     return meta;
 }
 
+// A larger enum, all its names in one array: the texts repeat every 250 entries and the values
+// every 300, so most look-ups have four candidates of which only the first may answer.
+const int largeCount = 1000;
+
+struct LargeEnum
+{
+    QString names[largeCount];
+    int values[largeCount];
+};
+
+const LargeEnum &largeEnum()
+{
+    static const LargeEnum large = [] {
+        LargeEnum filled;
+        for (int i = 0; i < largeCount; ++i) {
+            filled.names[i] = QStringLiteral("Entry%1").arg(i % 250);
+            filled.values[i] = 1000 - i % 300;
+        }
+        return filled;
+    }();
+    return large;
+}
+
+const ls::MetaEnum &largeMeta()
+{
+    static const ls::MetaEnum meta(largeEnum().names, largeEnum().values);
+    return meta;
+}
+
+// The same as largeMeta, but its map filled in a scrambled order.
+const ls::MetaEnum &largeScrambledMeta()
+{
+    static const ls::MetaEnum meta([] {
+        ls::MetaEnum::Map map;
+        for (int i = 0; i < largeCount; ++i) {
+            const int at = i * 337 % largeCount;
+            map.insert(&largeEnum().names[at], largeEnum().values[at]);
+        }
+        return map;
+    }());
+    return meta;
+}
+
 const ls::MetaEnum &emptyMeta()
 {
     static const ls::MetaEnum meta;
@@ -55,6 +98,10 @@ const ls::MetaEnum &metaNamed(const QString &which)
         return reversedMeta();
     if (which == QLatin1String("lonely"))
         return lonelyMeta();
+    if (which == QLatin1String("large"))
+        return largeMeta();
+    if (which == QLatin1String("large scrambled"))
+        return largeScrambledMeta();
     return emptyMeta();
 }
 
@@ -163,6 +210,21 @@ void TestMetaEnum::name_data()
     QTest::newRow("smallest int") << QStringLiteral("letters") << noValue
                                   << QStringLiteral("Undefined");
     QTest::newRow("empty enum") << QStringLiteral("empty") << 10 << QStringLiteral("Undefined");
+
+    for (const QString &which : {QStringLiteral("large"), QStringLiteral("large scrambled")}) {
+        QTest::addRow("%s: value of entries 17, 317, 617, 917: the first wins", qPrintable(which))
+                << which << 983 << QStringLiteral("Entry17");
+        QTest::addRow("%s: value of entries 299, 599, 899: the first wins", qPrintable(which))
+                << which << 701 << QStringLiteral("Entry49");
+        QTest::addRow("%s: value of the very first entry", qPrintable(which))
+                << which << 1000 << QStringLiteral("Entry0");
+        QTest::addRow("%s: value of the last entry, first at 99", qPrintable(which))
+                << which << 901 << QStringLiteral("Entry99");
+        QTest::addRow("%s: value just below the range", qPrintable(which))
+                << which << 700 << QStringLiteral("Undefined");
+        QTest::addRow("%s: value just above the range", qPrintable(which))
+                << which << 1001 << QStringLiteral("Undefined");
+    }
 }
 
 void TestMetaEnum::name()
@@ -199,6 +261,19 @@ void TestMetaEnum::valueOf_data()
             << QStringLiteral("letters") << QStringLiteral("Undefined") << noValue;
     QTest::newRow("empty text") << QStringLiteral("letters") << QString() << noValue;
     QTest::newRow("empty enum") << QStringLiteral("empty") << QStringLiteral("Alpha") << noValue;
+
+    for (const QString &which : {QStringLiteral("large"), QStringLiteral("large scrambled")}) {
+        QTest::addRow("%s: text of entries 17, 267, 517, 767: the first wins", qPrintable(which))
+                << which << QStringLiteral("Entry17") << 983;
+        QTest::addRow("%s: text of entries 249, 499, 749, 999: the first wins", qPrintable(which))
+                << which << QStringLiteral("Entry249") << 751;
+        QTest::addRow("%s: text of the very first entry", qPrintable(which))
+                << which << QStringLiteral("Entry0") << 1000;
+        QTest::addRow("%s: text past the last one", qPrintable(which))
+                << which << QStringLiteral("Entry250") << noValue;
+        QTest::addRow("%s: other letter case", qPrintable(which))
+                << which << QStringLiteral("entry17") << noValue;
+    }
 }
 
 void TestMetaEnum::valueOf()

@@ -3,6 +3,7 @@
 
 #include <ls/libservices_export.h>
 
+#include <QHash>
 #include <QList>
 #include <QMap>
 #include <QString>
@@ -46,8 +47,13 @@ public:
 
 private:
     void insert(const QString *names, const int *values, std::size_t count);
+    void buildLookups();
 
     Map m_map;
+    // For each value and for each name text, the first entry in iteration order that has it.
+    // Built with the map and never changed after, so copies share them with it.
+    QHash<int, const QString *> m_firstNameOfValue;
+    QHash<QString, int> m_firstValueOfText;
 };
 
 } // namespace ls
