@@ -1,3 +1,4 @@
+#include "busconnection.h"
 #include "device.h"
 #include "processservice.h"
 #include "requestrecord.h"
@@ -9,8 +10,6 @@
 #include <QCommandLineOption>
 #include <QCommandLineParser>
 #include <QCoreApplication>
-#include <QDBusConnection>
-#include <QDBusConnectionInterface>
 #include <QSocketNotifier>
 
 #include <csignal>
@@ -141,38 +140,55 @@ int main(int argc, char *argv[])
     if (!quitOnTerminationSignals(&app))
         return fail(QStringLiteral("cannot catch SIGTERM and SIGINT"));
 
-    const QString address = parser.value(busAddressOption);
-    QDBusConnection bus = address.isEmpty() ? QDBusConnection::systemBus()
-                                            : QDBusConnection::connectToBus(
-                                                    address, QStringLiteral("command-handler-sim"));
-    if (!bus.isConnected()) {
-        return fail(QStringLiteral("cannot connect to the %1: %2")
-                            .arg(address.isEmpty() ? QStringLiteral("system bus")
-                                                   : QStringLiteral("bus at ") + address,
-                                 bus.lastError().message()));
-    }
+    const QString givenAddress = parser.value(busAddressOption);
+    QString address = givenAddress;
+    if (address.isEmpty())
+        address = qEnvironmentVariable("DBUS_SYSTEM_BUS_ADDRESS");
+    if (address.isEmpty())
+        address = QStringLiteral("unix:path=/run/dbus/system_bus_socket");
+    const QString busDescription = givenAddress.isEmpty()
+                                           ? QStringLiteral("system bus")
+                                           : QStringLiteral("bus at ") + givenAddress;
+    BusConnection bus;
+    QString error;
+    if (!bus.open(address, &error))
+        return fail(QStringLiteral("cannot connect to the %1: %2").arg(busDescription, error));
 
     ProcessService service(responder, record.get());
-    QObject::connect(&service, &ProcessService::exitRequested, &app,
-                     [] { QCoreApplication::exit(0); });
-    if (!bus.registerVirtualObject(ls::objectPath(ls::ServiceId::CommandHandler), &service)) {
+    if (!service.attach(bus.bus(), ls::objectPath(ls::ServiceId::CommandHandler))) {
         return fail(QStringLiteral("cannot export %1")
                             .arg(ls::objectPath(ls::ServiceId::CommandHandler)));
     }
 
-    const QDBusReply<QDBusConnectionInterface::RegisterServiceReply> owned
-            = bus.interface()->registerService(serviceName,
-                                               QDBusConnectionInterface::DontQueueService,
-                                               QDBusConnectionInterface::DontAllowReplacement);
-    if (!owned.isValid())
-        return fail(QStringLiteral("cannot own %1: %2").arg(serviceName, owned.error().message()));
-    if (owned.value() != QDBusConnectionInterface::ServiceRegistered)
-        return fail(QStringLiteral("%1 is already owned on this bus").arg(serviceName));
-
+    // The first reason to end is the only one told, and the one the exit status gives.
+    bool ending = false;
+    const auto end = [&ending, &bus](int status, const QString &message) {
+        if (ending)
+            return;
+        ending = true;
+        if (!message.isEmpty())
+            qCritical("command-handler-sim: %s", qUtf8Printable(message));
+        bus.stop();
+        QCoreApplication::exit(status);
+    };
+    QObject::connect(&service, &ProcessService::exitRequested, &app, [&end] { end(0, QString()); });
+    QObject::connect(&bus, &BusConnection::connectFailed, &app, [&](const QString &reason) {
+        end(1, QStringLiteral("cannot connect to the %1: %2").arg(busDescription, reason));
+    });
+    QObject::connect(&bus, &BusConnection::nameRefused, &app, [&](const QString &reason) {
+        end(1, QStringLiteral("cannot own %1: %2").arg(serviceName, reason));
+    });
+    QObject::connect(&bus, &BusConnection::nameTaken, &app, [&] {
+        end(1, QStringLiteral("%1 is already owned on this bus").arg(serviceName));
+    });
     // Without its bus the service has no one left to serve.
-    bus.connect(QString(), QStringLiteral("/org/freedesktop/DBus/Local"),
-                QStringLiteral("org.freedesktop.DBus.Local"), QStringLiteral("Disconnected"), &app,
-                SLOT(quit()));
+    QObject::connect(&bus, &BusConnection::lost, &app, [&end] { end(0, QString()); });
 
-    return app.exec();
+    if (!bus.requestName(serviceName, &error))
+        return fail(QStringLiteral("cannot own %1: %2").arg(serviceName, error));
+
+    const int status = app.exec();
+    service.detach();
+    bus.close();
+    return status;
 }

@@ -3,42 +3,98 @@
 #include "requestrecord.h"
 
 #include <ls/dbuscontract.h>
+#include <ls/dbusvalue.h>
 
-#include <QDBusConnection>
-#include <QDBusMessage>
+#include <QByteArray>
 
 #include <utility>
 
-ProcessService::ProcessService(Responder responder, RequestRecord *record, QObject *parent)
-    : QDBusVirtualObject(parent), m_responder(std::move(responder)), m_record(record)
-{ }
+namespace {
 
-QString ProcessService::introspect(const QString &) const
+// Sends the error reply; an empty text leaves the error without a message argument.
+void replyError(sd_bus_message *call, const QString &name, const QString &text)
 {
-    return QStringLiteral("  <interface name=\"%1\">\n"
-                          "    <method name=\"%2\">\n"
-                          "      <arg name=\"request\" type=\"a{sv}\" direction=\"in\"/>\n"
-                          "      <arg name=\"response\" type=\"a{sv}\" direction=\"out\"/>\n"
-                          "    </method>\n"
-                          "  </interface>\n")
-            .arg(ls::serviceInterface, ls::processMethod);
+    const QByteArray nameBytes = name.toUtf8();
+    const QByteArray textBytes = text.toUtf8();
+    sd_bus_error error = SD_BUS_ERROR_NULL;
+    sd_bus_error_set(&error, nameBytes.constData(),
+                     text.isEmpty() ? nullptr : textBytes.constData());
+    sd_bus_reply_method_error(call, &error);
+    sd_bus_error_free(&error);
 }
 
-bool ProcessService::handleMessage(const QDBusMessage &message, const QDBusConnection &connection)
+bool reply(sd_bus_message *call, const QVariantList &arguments)
 {
-    if (message.type() != QDBusMessage::MethodCallMessage)
+    sd_bus_message *message = nullptr;
+    bool ok = sd_bus_message_new_method_return(call, &message) >= 0;
+    for (const QVariant &argument : arguments) {
+        if (ok)
+            ok = ls::appendValue(message, argument) == ls::WireStatus::Ok;
+    }
+    if (ok)
+        ok = sd_bus_send(nullptr, message, nullptr) >= 0;
+    sd_bus_message_unref(message);
+    return ok;
+}
+
+} // namespace
+
+ProcessService::ProcessService(Responder responder, RequestRecord *record, QObject *parent)
+    : QObject(parent), m_responder(std::move(responder)), m_record(record)
+{ }
+
+ProcessService::~ProcessService()
+{
+    detach();
+}
+
+bool ProcessService::attach(sd_bus *bus, const QString &path)
+{
+    // Describes Process to introspection; every call reaches onMessage before this table.
+    static const sd_bus_vtable description[]
+            = {SD_BUS_VTABLE_START(0),
+               SD_BUS_METHOD_WITH_NAMES("Process", "a{sv}", SD_BUS_PARAM(request), "a{sv}",
+                                        SD_BUS_PARAM(response), &ProcessService::onMessage,
+                                        SD_BUS_VTABLE_UNPRIVILEGED),
+               SD_BUS_VTABLE_END};
+    const QByteArray objectPath = path.toUtf8();
+    const QByteArray interface = ls::serviceInterface.toUtf8();
+    if (sd_bus_add_object(bus, &m_objectSlot, objectPath.constData(), &ProcessService::onMessage,
+                          this)
+        < 0)
         return false;
-    const bool ourInterface = message.interface() == ls::serviceInterface;
-    // Introspection and the other standard interfaces are Qt's to answer.
-    if (!ourInterface && !message.interface().isEmpty())
-        return false;
-    if (message.member() != ls::processMethod) {
+    return sd_bus_add_object_vtable(bus, &m_descriptionSlot, objectPath.constData(),
+                                    interface.constData(), description, this)
+           >= 0;
+}
+
+void ProcessService::detach()
+{
+    m_objectSlot = sd_bus_slot_unref(m_objectSlot);
+    m_descriptionSlot = sd_bus_slot_unref(m_descriptionSlot);
+}
+
+int ProcessService::onMessage(sd_bus_message *message, void *userdata, sd_bus_error *)
+{
+    return static_cast<ProcessService *>(userdata)->handle(message);
+}
+
+int ProcessService::handle(sd_bus_message *message)
+{
+    if (!sd_bus_message_is_method_call(message, nullptr, nullptr))
+        return 0;
+    const QString interface = QString::fromUtf8(sd_bus_message_get_interface(message));
+    const bool ourInterface = interface == ls::serviceInterface;
+    // Introspection and the other standard interfaces are sd-bus's to answer.
+    if (!ourInterface && !interface.isEmpty())
+        return 0;
+    const QString member = QString::fromUtf8(sd_bus_message_get_member(message));
+    if (member != ls::processMethod) {
         if (!ourInterface)
-            return false;
-        connection.send(message.createErrorReply(
-                QDBusError::UnknownMethod, QStringLiteral("No method \"%1\" in %2")
-                                                   .arg(message.member(), ls::serviceInterface)));
-        return true;
+            return 0;
+        replyError(message, QStringLiteral(SD_BUS_ERROR_UNKNOWN_METHOD),
+                   QStringLiteral("No method \"%1\" in %2").arg(member, ls::serviceInterface));
+        return 1;
     }
 
     // Written before any answer, so that whoever gets the answer finds the request recorded.
@@ -46,32 +102,31 @@ bool ProcessService::handleMessage(const QDBusMessage &message, const QDBusConne
         qWarning("command-handler-sim: the request could not be recorded: %s",
                  qPrintable(m_record->errorString()));
 
-    if (message.signature() != QLatin1String("a{sv}")) {
-        connection.send(message.createErrorReply(
-                QDBusError::InvalidArgs, QStringLiteral("%1 takes one a{sv}, not \"%2\"")
-                                                 .arg(ls::processMethod, message.signature())));
-        return true;
+    const QString signature = QString::fromUtf8(sd_bus_message_get_signature(message, 1));
+    if (signature != QLatin1String("a{sv}")) {
+        replyError(
+                message, QStringLiteral(SD_BUS_ERROR_INVALID_ARGS),
+                QStringLiteral("%1 takes one a{sv}, not \"%2\"").arg(ls::processMethod, signature));
+        return 1;
     }
-    bool ok = false;
-    const QVariant request = ls::fromDBusValue(message.arguments().constFirst(), &ok);
-    if (!ok) {
-        connection.send(message.createErrorReply(
-                QDBusError::InvalidArgs,
-                QStringLiteral("The request holds a value that cannot be read")));
-        return true;
+    QVariant request;
+    if (ls::readValue(message, &request) != ls::WireStatus::Ok) {
+        replyError(message, QStringLiteral(SD_BUS_ERROR_INVALID_ARGS),
+                   QStringLiteral("The request holds a value that cannot be read"));
+        return 1;
     }
 
     const Answer answer = m_responder(request.toMap());
     switch (answer.kind) {
     case Answer::Kind::Reply:
         // A value the bus cannot carry must not leave the caller waiting.
-        if (!connection.send(message.createReply(answer.arguments))) {
-            connection.send(message.createErrorReply(
-                    QDBusError::Failed, QStringLiteral("The answer could not be sent")));
+        if (!reply(message, answer.arguments)) {
+            replyError(message, QStringLiteral(SD_BUS_ERROR_FAILED),
+                       QStringLiteral("The answer could not be sent"));
         }
         break;
     case Answer::Kind::Error:
-        connection.send(message.createErrorReply(answer.errorName, answer.errorMessage));
+        replyError(message, answer.errorName, answer.errorMessage);
         break;
     case Answer::Kind::NoReply:
         break;
@@ -79,5 +134,5 @@ bool ProcessService::handleMessage(const QDBusMessage &message, const QDBusConne
         Q_EMIT exitRequested();
         break;
     }
-    return true;
+    return 1;
 }

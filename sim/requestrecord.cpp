@@ -1,11 +1,8 @@
 #include "requestrecord.h"
 
-#include <QDBusArgument>
-#include <QDBusMessage>
-#include <QDBusObjectPath>
-#include <QDBusSignature>
-#include <QDBusUnixFileDescriptor>
-#include <QDBusVariant>
+#include <ls/dbusvalue.h>
+
+#include <QList>
 #include <QLocale>
 #include <QStringList>
 
@@ -15,8 +12,7 @@
 
 namespace {
 
-QString typedValue(const QVariant &value, bool inVariantSlot);
-QString typedArgument(const QDBusArgument &arg, bool inVariantSlot);
+QString typedValue(const ls::DBusTyped &value, bool inVariantSlot);
 
 QString jsonString(const QString &text)
 {
@@ -76,33 +72,30 @@ QString tagged(const QString &signature, const QString &json)
     return QStringLiteral("{%1: %2}").arg(jsonString(signature), json);
 }
 
-QString mapKey(const QVariant &key)
+QString list(const QStringList &elements)
 {
-    if (key.userType() == qMetaTypeId<QDBusObjectPath>())
-        return key.value<QDBusObjectPath>().path();
-    if (key.userType() == qMetaTypeId<QDBusSignature>())
-        return key.value<QDBusSignature>().signature();
-    if (key.userType() == QMetaType::Double)
-        return jsonDouble(key.toDouble());
-    // A byte key is a number; toString() would make it a character.
-    if (key.userType() == QMetaType::UChar)
-        return QString::number(key.value<uchar>());
-    return key.toString();
+    return QLatin1Char('[') + elements.join(QLatin1String(", ")) + QLatin1Char(']');
 }
 
-// Reads the map at the argument's position as a JSON object with sorted keys.
-QString mapObject(const QDBusArgument &arg)
+QString mapKey(const ls::DBusTyped &key)
 {
-    const bool variants = arg.currentSignature().endsWith(QLatin1String("v}"));
+    if (key.signature == QLatin1String("d"))
+        return jsonDouble(key.value.toDouble());
+    // A byte key is a number; toString() would make it a character.
+    if (key.signature == QLatin1String("y"))
+        return QString::number(key.value.value<uchar>());
+    return key.value.toString();
+}
+
+// The entries of a dictionary, each a key and a value, as a JSON object with sorted keys.
+QString mapObject(const QVariantList &entries, bool variants)
+{
     QList<std::pair<QString, QString>> members;
-    arg.beginMap();
-    while (!arg.atEnd()) {
-        arg.beginMapEntry();
-        const QString key = mapKey(arg.asVariant());
-        members.append({key, typedArgument(arg, variants)});
-        arg.endMapEntry();
+    for (const QVariant &entry : entries) {
+        const QVariantList keyAndValue = entry.toList();
+        members.append({mapKey(keyAndValue.value(0).value<ls::DBusTyped>()),
+                        typedValue(keyAndValue.value(1).value<ls::DBusTyped>(), variants)});
     }
-    arg.endMap();
     std::stable_sort(members.begin(), members.end(),
                      [](const auto &a, const auto &b) { return a.first < b.first; });
     QStringList parts;
@@ -111,100 +104,75 @@ QString mapObject(const QDBusArgument &arg)
     return QLatin1Char('{') + parts.join(QLatin1String(", ")) + QLatin1Char('}');
 }
 
-// Reads one complete value at the argument's position; values in a slot of type "v" (the
-// elements of "av", the values of "a{sv}") show their content's type rather than "v".
-QString typedArgument(const QDBusArgument &arg, bool inVariantSlot)
+// One complete value; values in a slot of type "v" (the elements of "av", the values of
+// "a{sv}") show their content's type rather than "v".
+QString typedValue(const ls::DBusTyped &value, bool inVariantSlot)
 {
-    const QString signature = arg.currentSignature();
-    switch (arg.currentType()) {
-    case QDBusArgument::BasicType:
-    case QDBusArgument::VariantType:
-        return typedValue(arg.asVariant(), inVariantSlot);
-    case QDBusArgument::ArrayType: {
+    const QString &signature = value.signature;
+    if (signature == QLatin1String("v")) {
+        const QString content = typedValue(value.value.value<ls::DBusTyped>(), false);
+        return inVariantSlot ? content : tagged(signature, content);
+    }
+    if (signature.startsWith(QLatin1String("a{")))
+        return tagged(signature,
+                      mapObject(value.value.toList(), signature.endsWith(QLatin1String("v}"))));
+    if (signature.startsWith(QLatin1Char('a')) || signature.startsWith(QLatin1Char('('))) {
         const bool variants = signature == QLatin1String("av");
         QStringList elements;
-        arg.beginArray();
-        while (!arg.atEnd())
-            elements.append(typedArgument(arg, variants));
-        arg.endArray();
+        for (const QVariant &element : value.value.toList())
+            elements.append(typedValue(element.value<ls::DBusTyped>(), variants));
+        return tagged(signature, list(elements));
+    }
+    if (signature.size() != 1)
+        return QStringLiteral("null");
+    switch (signature.at(0).unicode()) {
+    case 'b':
         return tagged(signature,
-                      QLatin1Char('[') + elements.join(QLatin1String(", ")) + QLatin1Char(']'));
-    }
-    case QDBusArgument::MapType:
-        return tagged(signature, mapObject(arg));
-    case QDBusArgument::StructureType: {
-        QStringList fields;
-        arg.beginStructure();
-        while (!arg.atEnd())
-            fields.append(typedArgument(arg, false));
-        arg.endStructure();
-        return tagged(signature,
-                      QLatin1Char('[') + fields.join(QLatin1String(", ")) + QLatin1Char(']'));
-    }
-    case QDBusArgument::MapEntryType:
-    case QDBusArgument::UnknownType:
-        break;
-    }
-    return QStringLiteral("null");
-}
-
-template<typename List>
-QString typedList(const QString &signature, const List &list)
-{
-    QStringList elements;
-    for (const auto &element : list)
-        elements.append(typedValue(QVariant::fromValue(element), false));
-    return tagged(signature,
-                  QLatin1Char('[') + elements.join(QLatin1String(", ")) + QLatin1Char(']'));
-}
-
-QString typedValue(const QVariant &value, bool inVariantSlot)
-{
-    const int type = value.userType();
-    if (type == qMetaTypeId<QDBusArgument>())
-        return typedArgument(value.value<QDBusArgument>(), inVariantSlot);
-    if (type == qMetaTypeId<QDBusVariant>()) {
-        const QString content = typedValue(value.value<QDBusVariant>().variant(), false);
-        return inVariantSlot ? content : tagged(QStringLiteral("v"), content);
-    }
-    if (type == qMetaTypeId<QDBusObjectPath>())
-        return tagged(QStringLiteral("o"), jsonString(value.value<QDBusObjectPath>().path()));
-    if (type == qMetaTypeId<QDBusSignature>())
-        return tagged(QStringLiteral("g"), jsonString(value.value<QDBusSignature>().signature()));
-    if (type == qMetaTypeId<QDBusUnixFileDescriptor>())
-        return tagged(QStringLiteral("h"), QStringLiteral("null"));
-    switch (type) {
-    case QMetaType::Bool:
-        return tagged(QStringLiteral("b"),
-                      value.toBool() ? QStringLiteral("true") : QStringLiteral("false"));
-    case QMetaType::UChar:
-        return tagged(QStringLiteral("y"), QString::number(value.value<uchar>()));
-    case QMetaType::Short:
-        return tagged(QStringLiteral("n"), QString::number(value.value<short>()));
-    case QMetaType::UShort:
-        return tagged(QStringLiteral("q"), QString::number(value.value<ushort>()));
-    case QMetaType::Int:
-        return tagged(QStringLiteral("i"), QString::number(value.toInt()));
-    case QMetaType::UInt:
-        return tagged(QStringLiteral("u"), QString::number(value.toUInt()));
-    case QMetaType::LongLong:
-        return tagged(QStringLiteral("x"), QString::number(value.toLongLong()));
-    case QMetaType::ULongLong:
-        return tagged(QStringLiteral("t"), QString::number(value.toULongLong()));
-    case QMetaType::Double:
-        return tagged(QStringLiteral("d"), jsonDouble(value.toDouble()));
-    case QMetaType::QString:
-        return tagged(QStringLiteral("s"), jsonString(value.toString()));
-    case QMetaType::QStringList:
-        return typedList(QStringLiteral("as"), value.toStringList());
-    case QMetaType::QByteArray: {
-        const QByteArray bytes = value.toByteArray();
-        return typedList(QStringLiteral("ay"), QList<uchar>(bytes.cbegin(), bytes.cend()));
-    }
+                      value.value.toBool() ? QStringLiteral("true") : QStringLiteral("false"));
+    case 'y':
+        return tagged(signature, QString::number(value.value.value<uchar>()));
+    case 'n':
+        return tagged(signature, QString::number(value.value.value<short>()));
+    case 'q':
+        return tagged(signature, QString::number(value.value.value<ushort>()));
+    case 'i':
+        return tagged(signature, QString::number(value.value.toInt()));
+    case 'u':
+        return tagged(signature, QString::number(value.value.toUInt()));
+    case 'x':
+        return tagged(signature, QString::number(value.value.toLongLong()));
+    case 't':
+        return tagged(signature, QString::number(value.value.toULongLong()));
+    case 'd':
+        return tagged(signature, jsonDouble(value.value.toDouble()));
+    case 's':
+    case 'o':
+    case 'g':
+        return tagged(signature, jsonString(value.value.toString()));
+    case 'h':
+        return tagged(signature, QStringLiteral("null"));
     default:
         break;
     }
     return QStringLiteral("null");
+}
+
+// Every argument of the message from its start; one that cannot be read ends the list with a
+// value of no type.
+QList<ls::DBusTyped> arguments(sd_bus_message *message)
+{
+    QList<ls::DBusTyped> values;
+    sd_bus_message_rewind(message, 1);
+    while (sd_bus_message_at_end(message, 1) == 0) {
+        ls::DBusTyped value;
+        const bool ok = ls::readTypedValue(message, &value) == ls::WireStatus::Ok;
+        values.append(ok ? value : ls::DBusTyped());
+        if (!ok)
+            break;
+    }
+    // The reply side reads the request again from its start.
+    sd_bus_message_rewind(message, 1);
+    return values;
 }
 
 } // namespace
@@ -215,20 +183,19 @@ bool RequestRecord::open(const QString &fileName)
     return m_file.open(QIODevice::WriteOnly | QIODevice::Append);
 }
 
-bool RequestRecord::append(const QDBusMessage &request)
+bool RequestRecord::append(sd_bus_message *request)
 {
     const QByteArray text = line(request).toUtf8() + '\n';
     return m_file.write(text) == text.size() && m_file.flush();
 }
 
-QString RequestRecord::line(const QDBusMessage &request)
+QString RequestRecord::line(sd_bus_message *request)
 {
-    const QVariantList arguments = request.arguments();
-    if (request.signature() == QLatin1String("a{sv}"))
-        return mapObject(arguments.constFirst().value<QDBusArgument>());
+    const QList<ls::DBusTyped> values = arguments(request);
+    if (values.size() == 1 && values.constFirst().signature == QLatin1String("a{sv}"))
+        return mapObject(values.constFirst().value.toList(), true);
     QStringList typed;
-    for (const QVariant &argument : arguments)
-        typed.append(typedValue(argument, false));
-    return QStringLiteral("{\"$arguments\": [") + typed.join(QLatin1String(", "))
-           + QStringLiteral("]}");
+    for (const ls::DBusTyped &value : values)
+        typed.append(typedValue(value, false));
+    return QStringLiteral("{\"$arguments\": ") + list(typed) + QLatin1Char('}');
 }

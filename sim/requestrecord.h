@@ -4,7 +4,7 @@
 #include <QFile>
 #include <QString>
 
-class QDBusMessage;
+#include <systemd/sd-bus.h>
 
 // Appends one line of JSON per request to a file, every value tagged with the D-Bus type it was
 // received as, so that a test can tell "as" from "av" or "i" from "u".
@@ -16,11 +16,13 @@ public:
     QString errorString() const { return m_file.errorString(); }
 
     // Writes and flushes the line of one request; false when the file took less than all of it.
-    bool append(const QDBusMessage &request);
+    // The request is read from its start and left rewound.
+    bool append(sd_bus_message *request);
 
     // The line of one request, without its line break: the keys of an a{sv} request, sorted,
-    // or {"$arguments": [...]} for a request of any other signature.
-    static QString line(const QDBusMessage &request);
+    // or {"$arguments": [...]} for a request of any other signature. The request is read from
+    // its start and left rewound.
+    static QString line(sd_bus_message *request);
 
 private:
     QFile m_file;

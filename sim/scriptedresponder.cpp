@@ -1,11 +1,9 @@
 #include "scriptedresponder.h"
 
 #include <ls/dbuscontract.h>
+#include <ls/dbusvalue.h>
 #include <ls/messagekeys.h>
 
-#include <QDBusObjectPath>
-#include <QDBusSignature>
-#include <QDBusVariant>
 #include <QFile>
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -15,7 +13,6 @@
 
 #include <cmath>
 #include <limits>
-#include <type_traits>
 
 namespace {
 
@@ -51,7 +48,6 @@ private:
     template<typename T>
     bool integer(const QJsonValue &value, const QString &signature, const QString &path,
                  QVariant *out);
-    template<typename T>
     bool array(const QJsonValue &value, const QString &signature, const QString &path, int depth,
                QVariant *out);
     bool expectKeys(const QJsonObject &object, const QStringList &allowed, const QString &path);
@@ -119,7 +115,6 @@ bool Converter::tooDeep(int depth, const QString &path)
     return true;
 }
 
-template<typename T>
 bool Converter::array(const QJsonValue &value, const QString &signature, const QString &path,
                       int depth, QVariant *out)
 {
@@ -127,18 +122,21 @@ bool Converter::array(const QJsonValue &value, const QString &signature, const Q
         return fail(path, QStringLiteral("D-Bus type \"%1\" needs an array").arg(signature));
     // An array of fixed-size values is checked by the bus as a whole; paths and signatures
     // are one level below it.
-    const bool fixed
-            = !std::is_same<T, QDBusObjectPath>::value && !std::is_same<T, QDBusSignature>::value;
-    QList<T> list;
+    const QString element = signature.mid(1);
+    const bool fixed = element != QLatin1String("o") && element != QLatin1String("g");
+    QVariantList list;
     const QJsonArray array = value.toArray();
     for (int i = 0; i < array.size(); ++i) {
-        QVariant element;
-        if (!typed(signature.mid(1), array.at(i), path + QStringLiteral("[%1]").arg(i),
-                   fixed ? depth : depth + 1, &element))
+        QVariant converted;
+        if (!typed(element, array.at(i), path + QStringLiteral("[%1]").arg(i),
+                   fixed ? depth : depth + 1, &converted))
             return false;
-        list.append(element.value<T>());
+        // The array's signature types its elements: a path or signature goes in as its text.
+        list.append(converted.userType() == qMetaTypeId<ls::DBusTyped>()
+                            ? converted.value<ls::DBusTyped>().value
+                            : converted);
     }
-    *out = QVariant::fromValue(list);
+    *out = QVariant::fromValue(ls::DBusTyped{signature, list});
     return true;
 }
 
@@ -247,20 +245,19 @@ bool Converter::typed(const QString &signature, const QJsonValue &value, const Q
             return fail(path, QStringLiteral("D-Bus type \"s\" needs a string"));
         *out = value.toString();
     } else if (signature == QLatin1String("o")) {
-        const QDBusObjectPath objectPath(value.toString());
-        if (!value.isString() || objectPath.path().isEmpty())
+        if (!value.isString() || !ls::isValidObjectPath(value.toString()))
             return fail(path, QStringLiteral("D-Bus type \"o\" needs an object path"));
-        *out = QVariant::fromValue(objectPath);
+        *out = QVariant::fromValue(ls::DBusTyped{signature, value.toString()});
     } else if (signature == QLatin1String("g")) {
-        const QDBusSignature dbusSignature(value.toString());
-        if (!value.isString() || dbusSignature.signature() != value.toString())
+        // Any sequence of complete types, none at all included.
+        if (!value.isString() || !ls::isValidSignature(value.toString(), true))
             return fail(path, QStringLiteral("D-Bus type \"g\" needs a type signature"));
-        *out = QVariant::fromValue(dbusSignature);
+        *out = QVariant::fromValue(ls::DBusTyped{signature, value.toString()});
     } else if (signature == QLatin1String("v")) {
         QVariant inner;
         if (!data(value, path, depth + 1, &inner))
             return false;
-        *out = QVariant::fromValue(QDBusVariant(inner));
+        *out = QVariant::fromValue(ls::DBusTyped{signature, inner});
     } else if (signature == QLatin1String("av")) {
         if (!value.isArray())
             return fail(path, QStringLiteral("D-Bus type \"av\" needs an array"));
@@ -296,26 +293,9 @@ bool Converter::typed(const QString &signature, const QJsonValue &value, const Q
             bytes.append(static_cast<char>(byte.value<uchar>()));
         }
         *out = bytes;
-    } else if (signature == QLatin1String("ab")) {
-        return array<bool>(value, signature, path, depth, out);
-    } else if (signature == QLatin1String("an")) {
-        return array<short>(value, signature, path, depth, out);
-    } else if (signature == QLatin1String("aq")) {
-        return array<ushort>(value, signature, path, depth, out);
-    } else if (signature == QLatin1String("ai")) {
-        return array<int>(value, signature, path, depth, out);
-    } else if (signature == QLatin1String("au")) {
-        return array<uint>(value, signature, path, depth, out);
-    } else if (signature == QLatin1String("ax")) {
-        return array<qlonglong>(value, signature, path, depth, out);
-    } else if (signature == QLatin1String("at")) {
-        return array<qulonglong>(value, signature, path, depth, out);
-    } else if (signature == QLatin1String("ad")) {
-        return array<double>(value, signature, path, depth, out);
-    } else if (signature == QLatin1String("ao")) {
-        return array<QDBusObjectPath>(value, signature, path, depth, out);
-    } else if (signature == QLatin1String("ag")) {
-        return array<QDBusSignature>(value, signature, path, depth, out);
+    } else if (signature.size() == 2 && signature.at(0) == QLatin1Char('a')
+               && QStringLiteral("bnqiuxtdog").contains(signature.at(1))) {
+        return array(value, signature, path, depth, out);
     } else {
         return fail(path, QStringLiteral("D-Bus type \"%1\" is not supported here").arg(signature));
     }

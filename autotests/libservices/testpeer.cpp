@@ -1,7 +1,10 @@
 // A stand-in for a service on the private test bus. It owns the bus name of the service id given
-// as its only argument and answers "Process" according to the request's command id: it echoes
-// the request back, or misbehaves in the way the command id names. "Count" answers how many
-// messages reached the object before it.
+// as its first argument and answers "Process" according to the request's command id: it echoes
+// the request back, or misbehaves in the way the command id names ("Slow" answers after
+// "delayMs"). "Count" answers how many messages reached the object before it. With "--silent"
+// it answers nothing but "Count".
+#include <qtdbusvalue.h>
+
 #include <ls/dbuscontract.h>
 #include <ls/messagekeys.h>
 
@@ -16,6 +19,7 @@
 #include <QDBusVariant>
 #include <QDBusVirtualObject>
 #include <QStringList>
+#include <QTimer>
 #include <QVariantList>
 #include <QVariantMap>
 
@@ -106,10 +110,11 @@ public:
         const int receivedBefore = m_received++;
         if (message.interface() != ls::serviceInterface || message.member() != ls::processMethod)
             return false;
-        const QVariantMap request = ls::fromDBusValue(message.arguments().value(0)).toMap();
+        const QVariantMap request = plainFromQtDBus(message.arguments().value(0)).toMap();
         const QString command = request.value(ls::commandIdKey).toString();
 
-        if (command == QLatin1String("NoReply")) {
+        if (command == QLatin1String("NoReply")
+            || (m_silent && command != QLatin1String("Count"))) {
             // Tells a test that the call is now pending.
             std::fputs("waiting\n", stdout);
             std::fflush(stdout);
@@ -117,6 +122,14 @@ public:
         }
         if (command == QLatin1String("Exit"))
             ::_exit(0);
+        if (command == QLatin1String("Slow")) {
+            // Answers after "delayMs", with the event loop free meanwhile.
+            const QDBusMessage late
+                    = message.createReply(QVariantMap{{ls::resultIdKey, ls::ResultId::Success}});
+            QTimer::singleShot(request.value(QStringLiteral("delayMs")).toInt(),
+                               [connection, late] { QDBusConnection(connection).send(late); });
+            return true;
+        }
 
         QDBusMessage reply;
         if (command == QLatin1String("Error")) {
@@ -150,6 +163,9 @@ public:
         } else if (command == QLatin1String("FileDescriptor")) {
             reply = message.createReply(QVariantMap{
                     {QStringLiteral("fd"), QVariant::fromValue(QDBusUnixFileDescriptor(0))}});
+        } else if (command == QLatin1String("Noncharacter")) {
+            reply = message.createReply(
+                    QVariantMap{{QStringLiteral("text"), QString(QChar(0xffff))}});
         } else if (command == QLatin1String("Count")) {
             reply = message.createReply(QVariantMap{{ls::resultIdKey, ls::ResultId::Success},
                                                     {QStringLiteral("received"), receivedBefore}});
@@ -166,8 +182,12 @@ public:
         return true;
     }
 
+    // Answers nothing but "Count": every other call stays pending, whatever its command.
+    void setSilent(bool silent) { m_silent = silent; }
+
 private:
     mutable int m_received = 0;
+    bool m_silent = false;
 };
 
 } // namespace
@@ -195,6 +215,7 @@ int main(int argc, char **argv)
 
     QDBusConnection bus = QDBusConnection::systemBus();
     Peer peer;
+    peer.setSilent(arguments.contains(QStringLiteral("--silent")));
     if (!bus.registerVirtualObject(ls::objectPath(serviceId), &peer)
         || !bus.registerService(ls::busName(serviceId))) {
         std::fprintf(stderr, "testpeer: cannot serve %s: %s\n", qPrintable(ls::busName(serviceId)),

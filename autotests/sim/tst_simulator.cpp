@@ -1,4 +1,5 @@
 #include "scriptedsimulator.h"
+#include "qtdbusvalue.h"
 #include "testbus.h"
 
 #include <ls/commandids.h>
@@ -465,7 +466,7 @@ void TestSimulator::replyDirective()
     const QDBusMessage reply = processCall({request(ls::CommandHandlerCmdId::HandleCommand)});
     QCOMPARE(reply.type(), QDBusMessage::ReplyMessage);
     QCOMPARE(reply.signature(), signature);
-    QCOMPARE(typeDump(ls::fromDBusValue(reply.arguments())), arguments);
+    QCOMPARE(typeDump(plainFromQtDBus(reply.arguments())), arguments);
 }
 
 void TestSimulator::exitDirective()
@@ -963,7 +964,7 @@ void TestSimulator::activation()
                         {{ls::subCommandIdKey, 601}, {ls::argsKey, QVariantList()}});
         const QDBusMessage reply = bus.call(call, QDBus::Block, timeoutMs);
         QCOMPARE(reply.type(), QDBusMessage::ReplyMessage);
-        QCOMPARE(typeDump(ls::fromDBusValue(reply.arguments().constFirst())),
+        QCOMPARE(typeDump(plainFromQtDBus(reply.arguments().constFirst())),
                  QStringLiteral("QVariantMap{details=QVariantMap{reply=QString(pong)}, "
                                 "errorId=QString(NoError), resultId=QString(Success)}"));
         // The device keeps its state in the folder the bus was given.

@@ -8,8 +8,10 @@
 
 namespace ls {
 
-// Proxy of one service on the device's bus. process() is one blocking method call: no
-// introspection, one connection per process, at most the D-Bus default call time-out.
+// Proxy of one service on the device's bus. process() is one blocking method call on sd-bus, on
+// the caller's thread: no introspection, one connection per process, and one deadline of 25 s
+// (the D-Bus default call time-out) over connecting, authentication, Hello and the reply.
+// LS_DBUS_TIMEOUT_MS in the environment shortens the deadline.
 class LIBSERVICES_EXPORT DBusService
 {
 public:
