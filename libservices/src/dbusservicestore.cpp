@@ -8,7 +8,10 @@
 namespace ls {
 
 DBusServiceStore::DBusServiceStore() = default;
-DBusServiceStore::~DBusServiceStore() = default;
+DBusServiceStore::~DBusServiceStore()
+{
+    qDeleteAll(m_services);
+}
 
 DBusServiceStore *DBusServiceStore::instance()
 {
@@ -21,7 +24,7 @@ bool DBusServiceStore::registerService(const QString &serviceId)
     // An empty id would name no bus name; it stays with the unregistered proxy.
     if (serviceId.isEmpty() || m_services.contains(serviceId))
         return false;
-    m_services.insert(serviceId, std::make_shared<DBusService>(serviceId));
+    m_services.insert(serviceId, new DBusService(serviceId));
     return true;
 }
 
@@ -29,7 +32,7 @@ DBusService *DBusServiceStore::getService(const QString &serviceId) const
 {
     const auto it = m_services.constFind(serviceId);
     if (it != m_services.constEnd())
-        return it->get();
+        return it.value();
     qCDebug(LS_DBUS) << "Service" << serviceId << "looked up but never registered";
     // A proxy without a service id stands in for every unregistered name: its exchanges fail
     // without touching the bus, and callers that trust the store never see a null pointer.

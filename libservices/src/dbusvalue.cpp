@@ -676,10 +676,15 @@ WireStatus Reader::value(int depth, QVariant *out)
 
 WireStatus Reader::container(char code, const char *contents, int depth, QVariant *out)
 {
-    // The contents point into the message and stay valid while it lives; copied all the same,
-    // as entering the container moves the read position.
-    const QByteArray inner(contents ? contents : "");
-    if (code == SD_BUS_TYPE_ARRAY && !m_keepTypes && inner == "y") {
+    // Copied, as entering the container moves the read position; on the stack, as this runs for
+    // every container of every reply. A signature is at most 255 characters.
+    char inner[maximumSignatureLength + 1] = {};
+    const std::size_t innerLength = contents ? std::strlen(contents) : 0;
+    if (innerLength > std::size_t(maximumSignatureLength))
+        return WireStatus::Malformed;
+    if (contents)
+        std::memcpy(inner, contents, innerLength);
+    if (code == SD_BUS_TYPE_ARRAY && !m_keepTypes && std::strcmp(inner, "y") == 0) {
         const void *data = nullptr;
         size_t size = 0;
         if (sd_bus_message_read_array(m_message, 'y', &data, &size) < 0)
@@ -692,7 +697,7 @@ WireStatus Reader::container(char code, const char *contents, int depth, QVarian
         *out = bytes;
         return WireStatus::Ok;
     }
-    if (sd_bus_message_enter_container(m_message, code, inner.constData()) <= 0)
+    if (sd_bus_message_enter_container(m_message, code, inner) <= 0)
         return WireStatus::Malformed;
 
     QVariant result;
@@ -702,12 +707,15 @@ WireStatus Reader::container(char code, const char *contents, int depth, QVarian
         if (status != WireStatus::Ok)
             return status;
         result = m_keepTypes ? typed(code, nullptr, content) : content;
-    } else if (code == SD_BUS_TYPE_ARRAY && inner.startsWith('{')) {
+    } else if (code == SD_BUS_TYPE_ARRAY && inner[0] == '{') {
+        // The entry's contents: the signature without its braces.
+        char entry[maximumSignatureLength + 1] = {};
+        if (innerLength >= 2)
+            std::memcpy(entry, inner + 1, innerLength - 2);
         QVariantMap map;
         QVariantList pairs;
         for (;;) {
-            const int r = sd_bus_message_enter_container(
-                    m_message, SD_BUS_TYPE_DICT_ENTRY, inner.mid(1, inner.size() - 2).constData());
+            const int r = sd_bus_message_enter_container(m_message, SD_BUS_TYPE_DICT_ENTRY, entry);
             if (r < 0)
                 return WireStatus::Malformed;
             if (r == 0)
@@ -727,12 +735,11 @@ WireStatus Reader::container(char code, const char *contents, int depth, QVarian
             else
                 map.insert(keyText(key), entryValue);
         }
-        result = m_keepTypes ? typed(code, inner.constData(), pairs) : QVariant(map);
+        result = m_keepTypes ? typed(code, inner, pairs) : QVariant(map);
     } else {
         // An array's elements one level down unless they are of a fixed size; a struct's fields
         // one level down.
-        const bool fixed
-                = code == SD_BUS_TYPE_ARRAY && inner.size() == 1 && isFixedType(inner.at(0));
+        const bool fixed = code == SD_BUS_TYPE_ARRAY && innerLength == 1 && isFixedType(inner[0]);
         QVariantList list;
         for (;;) {
             const int r = sd_bus_message_at_end(m_message, false);
@@ -746,7 +753,7 @@ WireStatus Reader::container(char code, const char *contents, int depth, QVarian
                 return status;
             list.append(element);
         }
-        result = m_keepTypes ? typed(code, inner.constData(), list) : QVariant(list);
+        result = m_keepTypes ? typed(code, inner, list) : QVariant(list);
     }
     if (sd_bus_message_exit_container(m_message) < 0)
         return WireStatus::Malformed;

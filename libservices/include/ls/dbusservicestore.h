@@ -6,8 +6,6 @@
 #include <QHash>
 #include <QString>
 
-#include <memory>
-
 namespace ls {
 
 class DBusService;
@@ -33,7 +31,8 @@ private:
     DBusServiceStore();
     ~DBusServiceStore();
 
-    QHash<QString, std::shared_ptr<DBusService>> m_services;
+    // Owned; deleted with the store.
+    QHash<QString, DBusService *> m_services;
 };
 
 } // namespace ls

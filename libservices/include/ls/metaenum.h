@@ -6,6 +6,7 @@
 #include <QHash>
 #include <QList>
 #include <QMap>
+#include <QSharedDataPointer>
 #include <QString>
 
 #include <cstddef>
@@ -20,15 +21,16 @@ class LIBSERVICES_EXPORT MetaEnum
 public:
     using Map = QMap<const QString *, int>;
 
-    MetaEnum() = default;
+    MetaEnum();
     explicit MetaEnum(const Map &map);
+    MetaEnum(const MetaEnum &other);
+    MetaEnum &operator=(const MetaEnum &other);
+    ~MetaEnum();
     // Pairs names[i] with values[i]. Both are arrays of the same size, so a list of values longer
     // or shorter than the names does not compile.
     template<std::size_t N>
-    MetaEnum(const QString (&names)[N], const int (&values)[N])
-    {
-        insert(names, values, N);
-    }
+    MetaEnum(const QString (&names)[N], const int (&values)[N]) : MetaEnum(names, values, N)
+    { }
 
     // The name pointers, ascending by address.
     QList<const QString *> names() const;
@@ -41,19 +43,19 @@ public:
     // the smallest int when none does.
     int valueOf(const QString &name) const;
 
-    const Map &map() const { return m_map; }
-    bool isEmpty() const { return m_map.isEmpty(); }
-    int count() const { return m_map.size(); }
+    const Map &map() const;
+    bool isEmpty() const { return map().isEmpty(); }
+    int count() const { return map().size(); }
 
 private:
-    void insert(const QString *names, const int *values, std::size_t count);
-    void buildLookups();
+    struct Data;
 
-    Map m_map;
-    // For each value and for each name text, the first entry in iteration order that has it.
-    // Built with the map and never changed after, so copies share them with it.
-    QHash<int, const QString *> m_firstNameOfValue;
-    QHash<QString, int> m_firstValueOfText;
+    MetaEnum(const QString *names, const int *values, std::size_t count);
+    const Data &data() const;
+
+    // Shared by copies. The map and its look-ups are built on first use, not when the library
+    // loads: a tool uses one or two of the catalogue's enums in a run.
+    QExplicitlySharedDataPointer<Data> d;
 };
 
 } // namespace ls
