@@ -10,8 +10,10 @@
 #include <QJsonObject>
 #include <QRegularExpression>
 #include <QStringList>
+#include <QUuid>
 
 #include <cmath>
+#include <cstring>
 #include <limits>
 
 namespace {
@@ -25,9 +27,15 @@ constexpr double maximumExactInteger = 9007199254740992.0;
 class Converter
 {
 public:
+    explicit Converter(const QString &inexactMarker) : m_inexactMarker(inexactMarker) { }
+
     QString error;
 
     bool answer(const QJsonValue &value, const QString &path, Answer *out);
+
+    // The value as the script wrote it: a number marked by markInexactNumbers() is its double,
+    // with *inexact set.
+    QJsonValue plain(const QJsonValue &value, bool *inexact = nullptr) const;
 
 private:
     bool fail(const QString &path, const QString &message)
@@ -54,6 +62,8 @@ private:
     // A directive that takes nothing but true and stands alone: the answer of its kind.
     bool flag(const QJsonObject &object, const QString &key, Answer::Kind kind, const QString &path,
               Answer *out);
+
+    QString m_inexactMarker;
 };
 
 bool isDirective(const QJsonObject &object)
@@ -68,6 +78,99 @@ bool isDirective(const QJsonObject &object)
 bool isWhole(double d)
 {
     return std::isfinite(d) && std::floor(d) == d;
+}
+
+// Whether the number a JSON literal writes is exactly n: "1e3" and "1000.0" are 1000,
+// "9007199254740993" is not 9007199254740992.
+bool literalIs(const QByteArray &literal, qint64 n)
+{
+    const auto isDigit = [&literal](int i) {
+        return i < literal.size() && literal.at(i) >= '0' && literal.at(i) <= '9';
+    };
+    int i = 0;
+    const bool negative = literal.startsWith('-');
+    if (negative)
+        ++i;
+    QByteArray digits;
+    qint64 exponent = 0;
+    for (; isDigit(i); ++i)
+        digits += literal.at(i);
+    if (i < literal.size() && literal.at(i) == '.') {
+        for (++i; isDigit(i); ++i) {
+            digits += literal.at(i);
+            --exponent;
+        }
+    }
+    if (i < literal.size() && (literal.at(i) == 'e' || literal.at(i) == 'E')) {
+        ++i;
+        const bool negativeExponent = i < literal.size() && literal.at(i) == '-';
+        if (i < literal.size() && (literal.at(i) == '-' || literal.at(i) == '+'))
+            ++i;
+        qint64 written = 0;
+        // Far beyond any digit count, so that the sum cannot overflow.
+        for (; isDigit(i); ++i)
+            written = std::min<qint64>(written * 10 + (literal.at(i) - '0'), 1000000);
+        exponent += negativeExponent ? -written : written;
+    }
+    int first = 0;
+    while (first < digits.size() && digits.at(first) == '0')
+        ++first;
+    digits = digits.mid(first);
+    if (digits.isEmpty())
+        return n == 0;
+    while (digits.endsWith('0')) {
+        digits.chop(1);
+        ++exponent;
+    }
+    if (exponent < 0 || negative != (n < 0) || digits.size() + exponent > 19)
+        return false;
+    digits += QByteArray(int(exponent), '0');
+    return digits == QByteArray::number(n < 0 ? -n : n);
+}
+
+// A literal whose double is a whole number that x and t could take but that is not the number
+// written, such as 9007199254740993, which reads as 9007199254740992.
+bool readsAsOtherWholeNumber(const QByteArray &literal)
+{
+    bool ok = false;
+    const double d = literal.toDouble(&ok);
+    return ok && isWhole(d) && std::fabs(d) <= maximumExactInteger
+           && !literalIs(literal, static_cast<qint64>(d));
+}
+
+// The parsed document keeps only each number's double: the script's text is the one place that
+// still shows which numbers a double does not hold. Every such number is wrapped as
+// {"<marker>": number}. The text must be valid JSON.
+QByteArray markInexactNumbers(const QByteArray &json, const QString &marker)
+{
+    const QByteArray wrapStart = "{\"" + marker.toUtf8() + "\": ";
+    QByteArray out;
+    out.reserve(json.size());
+    int i = 0;
+    while (i < json.size()) {
+        const char c = json.at(i);
+        int end = i + 1;
+        if (c == '"') {
+            while (end < json.size() && json.at(end) != '"')
+                end += json.at(end) == '\\' ? 2 : 1;
+            out += json.mid(i, end + 1 - i);
+            i = end + 1;
+        } else if (c == '-' || (c >= '0' && c <= '9')) {
+            while (end < json.size() && json.at(end) != '\0'
+                   && std::strchr("0123456789+-.eE", json.at(end)))
+                ++end;
+            const QByteArray literal = json.mid(i, end - i);
+            if (readsAsOtherWholeNumber(literal))
+                out += wrapStart + literal + '}';
+            else
+                out += literal;
+            i = end;
+        } else {
+            out += c;
+            i = end;
+        }
+    }
+    return out;
 }
 
 bool isErrorName(const QString &name)
@@ -89,15 +192,26 @@ bool Converter::expectKeys(const QJsonObject &object, const QStringList &allowed
     return true;
 }
 
+QJsonValue Converter::plain(const QJsonValue &value, bool *inexact) const
+{
+    const QJsonObject object = value.toObject();
+    const bool marked = object.size() == 1 && object.contains(m_inexactMarker);
+    if (inexact)
+        *inexact = marked;
+    return marked ? object.value(m_inexactMarker) : value;
+}
+
 template<typename T>
-bool Converter::integer(const QJsonValue &value, const QString &signature, const QString &path,
+bool Converter::integer(const QJsonValue &written, const QString &signature, const QString &path,
                         QVariant *out)
 {
     // JSON numbers are doubles: 64-bit types take only the whole numbers a double holds exactly.
     const double min = std::max<double>(std::numeric_limits<T>::min(), -maximumExactInteger);
     const double max = std::min<double>(std::numeric_limits<T>::max(), maximumExactInteger);
+    bool inexact = false;
+    const QJsonValue value = plain(written, &inexact);
     const double d = value.toDouble();
-    if (!value.isDouble() || !isWhole(d) || d < min || d > max) {
+    if (!value.isDouble() || inexact || !isWhole(d) || d < min || d > max) {
         return fail(path, QStringLiteral("D-Bus type \"%1\" needs a whole number from %2 to %3")
                                   .arg(signature)
                                   .arg(min, 0, 'f', 0)
@@ -140,18 +254,22 @@ bool Converter::array(const QJsonValue &value, const QString &signature, const Q
     return true;
 }
 
-bool Converter::data(const QJsonValue &value, const QString &path, int depth, QVariant *out)
+bool Converter::data(const QJsonValue &written, const QString &path, int depth, QVariant *out)
 {
     if (tooDeep(depth, path))
         return false;
+    bool inexact = false;
+    const QJsonValue value = plain(written, &inexact);
     switch (value.type()) {
     case QJsonValue::Bool:
         *out = value.toBool();
         return true;
     case QJsonValue::Double: {
         const double d = value.toDouble();
-        if (isWhole(d) && d >= std::numeric_limits<int>::min()
-            && d <= std::numeric_limits<int>::max())
+        if (inexact)
+            *out = d;
+        else if (isWhole(d) && d >= std::numeric_limits<int>::min()
+                 && d <= std::numeric_limits<int>::max())
             *out = static_cast<int>(d);
         else if (isWhole(d) && std::fabs(d) <= maximumExactInteger)
             *out = static_cast<qlonglong>(d);
@@ -213,25 +331,27 @@ bool Converter::dataMap(const QJsonObject &object, const QString &path, int dept
     return true;
 }
 
-bool Converter::typed(const QString &signature, const QJsonValue &value, const QString &path,
+bool Converter::typed(const QString &signature, const QJsonValue &written, const QString &path,
                       int depth, QVariant *out)
 {
     if (tooDeep(depth, path))
         return false;
+    // Integers and variants take the number as written, to tell one the double does not hold.
+    const QJsonValue value = plain(written);
     if (signature == QLatin1String("y")) {
-        return integer<uchar>(value, signature, path, out);
+        return integer<uchar>(written, signature, path, out);
     } else if (signature == QLatin1String("n")) {
-        return integer<short>(value, signature, path, out);
+        return integer<short>(written, signature, path, out);
     } else if (signature == QLatin1String("q")) {
-        return integer<ushort>(value, signature, path, out);
+        return integer<ushort>(written, signature, path, out);
     } else if (signature == QLatin1String("i")) {
-        return integer<int>(value, signature, path, out);
+        return integer<int>(written, signature, path, out);
     } else if (signature == QLatin1String("u")) {
-        return integer<uint>(value, signature, path, out);
+        return integer<uint>(written, signature, path, out);
     } else if (signature == QLatin1String("x")) {
-        return integer<qlonglong>(value, signature, path, out);
+        return integer<qlonglong>(written, signature, path, out);
     } else if (signature == QLatin1String("t")) {
-        return integer<qulonglong>(value, signature, path, out);
+        return integer<qulonglong>(written, signature, path, out);
     } else if (signature == QLatin1String("d")) {
         if (!value.isDouble())
             return fail(path, QStringLiteral("D-Bus type \"d\" needs a number"));
@@ -255,7 +375,7 @@ bool Converter::typed(const QString &signature, const QJsonValue &value, const Q
         *out = QVariant::fromValue(ls::DBusTyped{signature, value.toString()});
     } else if (signature == QLatin1String("v")) {
         QVariant inner;
-        if (!data(value, path, depth + 1, &inner))
+        if (!data(written, path, depth + 1, &inner))
             return false;
         *out = QVariant::fromValue(ls::DBusTyped{signature, inner});
     } else if (signature == QLatin1String("av")) {
@@ -313,8 +433,9 @@ bool Converter::flag(const QJsonObject &object, const QString &key, Answer::Kind
     return true;
 }
 
-bool Converter::answer(const QJsonValue &value, const QString &path, Answer *out)
+bool Converter::answer(const QJsonValue &written, const QString &path, Answer *out)
 {
+    const QJsonValue value = plain(written);
     if (!value.isObject())
         return fail(path, QStringLiteral("a response must be a JSON object"));
     const QJsonObject object = value.toObject();
@@ -391,14 +512,19 @@ bool ScriptedResponder::load(const QString &fileName)
         m_error = fileName + QStringLiteral(": ") + file.errorString();
         return false;
     }
+    const QByteArray text = file.readAll();
     QJsonParseError parseError;
-    const QJsonDocument document = QJsonDocument::fromJson(file.readAll(), &parseError);
+    QJsonDocument document = QJsonDocument::fromJson(text, &parseError);
     if (parseError.error != QJsonParseError::NoError) {
         m_error = QStringLiteral("%1: not JSON: %2 at offset %3")
                           .arg(fileName, parseError.errorString())
                           .arg(parseError.offset);
         return false;
     }
+    // A key no script can mean by chance.
+    const QString inexactMarker
+            = QStringLiteral("$inexact-") + QUuid::createUuid().toString(QUuid::WithoutBraces);
+    document = QJsonDocument::fromJson(markInexactNumbers(text, inexactMarker));
     if (!document.isObject()) {
         m_error = fileName + QStringLiteral(": the script must be a JSON object");
         return false;
@@ -413,8 +539,9 @@ bool ScriptedResponder::load(const QString &fileName)
             return false;
         }
     }
-    const QJsonValue responses = script.value(QLatin1String("responses"));
-    const QJsonValue byCommand = script.value(QLatin1String("byCommand"));
+    Converter converter(inexactMarker);
+    const QJsonValue responses = converter.plain(script.value(QLatin1String("responses")));
+    const QJsonValue byCommand = converter.plain(script.value(QLatin1String("byCommand")));
     if (!responses.isUndefined() && !responses.isArray()) {
         m_error = fileName + QStringLiteral(": \"responses\" must be an array");
         return false;
@@ -424,7 +551,6 @@ bool ScriptedResponder::load(const QString &fileName)
         return false;
     }
 
-    Converter converter;
     const QJsonArray responseArray = responses.toArray();
     for (int i = 0; i < responseArray.size(); ++i) {
         Answer answer;

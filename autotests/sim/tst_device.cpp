@@ -90,6 +90,8 @@ private Q_SLOTS:
     void stateSurvivesRestart();
     void stateFileRewrittenOnlyOnChange_data();
     void stateFileRewrittenOnlyOnChange();
+    void changeSurvivesImmediateRestart_data();
+    void changeSurvivesImmediateRestart();
     void damagedStateFile_data();
     void damagedStateFile();
     void missingTableFailsTranslation();
@@ -479,6 +481,13 @@ QByteArray readAll(const QString &path)
     if (!file.open(QIODevice::ReadOnly))
         return QByteArray();
     return file.readAll();
+}
+
+QString describe(const QVariantMap &map)
+{
+    QString text;
+    QDebug(&text) << map;
+    return text;
 }
 
 bool writeAll(const QString &path, const QByteArray &content)
@@ -1600,6 +1609,174 @@ void DeviceTest::stateFileRewrittenOnlyOnChange()
     for (int i = 0; i < 3; ++i)
         device.handle(commandRequest(ls::IpcCommandId::Ping, {}));
     QCOMPARE(inode(), after);
+}
+
+void DeviceTest::changeSurvivesImmediateRestart_data()
+{
+    QTest::addColumn<Steps>("setup");
+    QTest::addColumn<QStringList>("command");
+    QTest::addColumn<QString>("errorId");
+    QTest::addColumn<QStringList>("probe");
+    QTest::addColumn<QVariantMap>("expected");
+
+    using namespace ls;
+    const QString one = QStringLiteral("1");
+    const QString noError = ls::ErrorId::NoError;
+    const auto s = [](const char *text) {
+        return QString::fromUtf8(text);
+    };
+    const QStringList configuration = step(ConfigurationCommandId::GetConfiguration);
+    const QStringList paper = step(PaperFeedCommandId::GetPaperStatus);
+    const QStringList deviceState = step(IpcCommandId::GetDeviceState);
+    // A new job's id shows the job numbering that the state keeps.
+    const QStringList nextJob = step(EmbossCommandId::EmbossText, {s("x")});
+    // Three copies of a page, so that the job still runs after its first page.
+    const Steps job = closedDocument(s("abc"))
+                      + Steps{step(EmbossCommandId::StartEmbossing, {one, s("3")})};
+
+    QTest::newRow("SetPaperFormat")
+            << Steps() << step(ConfigurationCommandId::SetPaperFormat, {s("Letter")}) << noError
+            << configuration << QVariantMap{{s("paperFormat"), s("Letter")}};
+    QTest::newRow("SetCellsPerLine")
+            << Steps() << step(ConfigurationCommandId::SetCellsPerLine, {s("30")}) << noError
+            << configuration << QVariantMap{{s("cellsPerLine"), 30}};
+    QTest::newRow("SetLinesPerPage")
+            << Steps() << step(ConfigurationCommandId::SetLinesPerPage, {s("20")}) << noError
+            << configuration << QVariantMap{{s("linesPerPage"), 20}};
+    QTest::newRow("SetDuplex") << Steps() << step(ConfigurationCommandId::SetDuplex, {s("true")})
+                               << noError << configuration << QVariantMap{{s("duplex"), true}};
+    QTest::newRow("SetBrailleTable")
+            << Steps() << step(ConfigurationCommandId::SetBrailleTable, {s("en-us-g2.ctb")})
+            << noError << configuration << QVariantMap{{s("brailleTable"), s("en-us-g2.ctb")}};
+    QTest::newRow("SetDotStrength")
+            << Steps() << step(ConfigurationCommandId::SetDotStrength, {s("5")}) << noError
+            << configuration << QVariantMap{{s("dotStrength"), 5}};
+    QTest::newRow("ResetConfiguration")
+            << Steps{step(ConfigurationCommandId::SetCellsPerLine, {s("30")}),
+                     step(ConfigurationCommandId::SetDuplex, {s("true")})}
+            << step(ConfigurationCommandId::ResetConfiguration) << noError << configuration
+            << QVariantMap{{s("cellsPerLine"), 40}, {s("duplex"), false}};
+    QTest::newRow("LoadPaper") << Steps() << step(PaperFeedCommandId::LoadPaper, {s("7")})
+                               << noError << paper << QVariantMap{{s("sheetsLoaded"), 7}};
+    QTest::newRow("FeedSheet") << Steps{step(PaperFeedCommandId::LoadPaper, {s("3")})}
+                               << step(PaperFeedCommandId::FeedSheet) << noError << paper
+                               << QVariantMap{{s("sheetsLoaded"), 2}, {s("sheetInPosition"), true}};
+    QTest::newRow("EjectSheet") << Steps{step(PaperFeedCommandId::LoadPaper, {s("3")}),
+                                         step(PaperFeedCommandId::FeedSheet)}
+                                << step(PaperFeedCommandId::EjectSheet) << noError << paper
+                                << QVariantMap{{s("sheetsLoaded"), 2},
+                                               {s("sheetInPosition"), false}};
+    QTest::newRow("FeedSheet refused by an empty tray, the error logged")
+            << Steps() << step(PaperFeedCommandId::FeedSheet) << s("OutOfPaper")
+            << step(TestingCommandId::GetErrorLog) << QVariantMap{{s("entryCount"), 1}};
+    QTest::newRow("SetFeedMode") << Steps() << step(PaperFeedCommandId::SetFeedMode, {s("tractor")})
+                                 << noError << paper << QVariantMap{{s("feedMode"), s("tractor")}};
+    QTest::newRow("OpenDocument") << Steps() << step(DocumentCommandId::OpenDocument, {s("Notes")})
+                                  << noError << step(DocumentCommandId::ListDocuments)
+                                  << QVariantMap{{s("documentIds"), one}, {s("openDocuments"), 1}};
+    QTest::newRow("AddText") << Steps{step(DocumentCommandId::OpenDocument, {s("Notes")})}
+                             << step(DocumentCommandId::AddText, {one, s("abc")}) << noError
+                             << step(DocumentCommandId::GetDocumentInfo, {one})
+                             << QVariantMap{{s("text"), s("abc")}};
+    QTest::newRow("CloseDocument") << Steps{step(DocumentCommandId::OpenDocument, {s("Notes")}),
+                                            step(DocumentCommandId::AddText, {one, s("abc")})}
+                                   << step(DocumentCommandId::CloseDocument, {one}) << noError
+                                   << step(DocumentCommandId::GetDocumentInfo, {one})
+                                   << QVariantMap{{s("state"), s("closed")}, {s("text"), s("abc")}};
+    QTest::newRow("DeleteDocument")
+            << Steps{step(DocumentCommandId::OpenDocument, {s("A")}),
+                     step(DocumentCommandId::OpenDocument, {s("B")})}
+            << step(DocumentCommandId::DeleteDocument, {one}) << noError
+            << step(DocumentCommandId::ListDocuments) << QVariantMap{{s("documentIds"), s("2")}};
+    QTest::newRow("StartEmbossing")
+            << closedDocument(s("abc")) << step(EmbossCommandId::StartEmbossing, {one, one})
+            << noError << nextJob << QVariantMap{{s("jobId"), 2}};
+    QTest::newRow("StartEmbossing refused by a jam, the jam cleared and logged")
+            << closedDocument(s("abc"))
+                       + Steps{step(TestingCommandId::InjectFault, {s("paper-jam")})}
+            << step(EmbossCommandId::StartEmbossing, {one, one}) << s("PaperJam") << deviceState
+            << QVariantMap{{s("pendingFault"), s("none")}, {s("errorLogEntries"), 1}};
+    // With a page per request, the request embosses a page before it pauses or cancels.
+    QTest::newRow("PauseEmbossing, after the page it embossed")
+            << job << step(EmbossCommandId::PauseEmbossing) << noError << deviceState
+            << QVariantMap{{s("sheetsLoaded"), 9}};
+    QTest::newRow("ResumeEmbossing refused by an open cover, the cover logged")
+            << job
+                       + Steps{step(EmbossCommandId::PauseEmbossing),
+                               step(TestingCommandId::InjectFault, {s("cover-open")})}
+            << step(EmbossCommandId::ResumeEmbossing) << s("CoverOpen") << deviceState
+            << QVariantMap{{s("pendingFault"), s("none")}, {s("errorLogEntries"), 1}};
+    QTest::newRow("CancelEmbossing, after the page it embossed")
+            << job << step(EmbossCommandId::CancelEmbossing) << noError << deviceState
+            << QVariantMap{{s("sheetsLoaded"), 9}};
+    QTest::newRow("EmbossText") << Steps{step(PaperFeedCommandId::LoadPaper, {s("5")})}
+                                << step(EmbossCommandId::EmbossText, {s("hello")}) << noError
+                                << nextJob << QVariantMap{{s("jobId"), 2}};
+    QTest::newRow("EmbossTestPage") << Steps{step(PaperFeedCommandId::LoadPaper, {s("5")})}
+                                    << step(TestingCommandId::EmbossTestPage, {s("grid")})
+                                    << noError << nextJob << QVariantMap{{s("jobId"), 2}};
+    QTest::newRow("ClearErrorLog")
+            << Steps{step(PaperFeedCommandId::FeedSheet), step(PaperFeedCommandId::FeedSheet)}
+            << step(TestingCommandId::ClearErrorLog) << noError
+            << step(TestingCommandId::GetErrorLog) << QVariantMap{{s("entryCount"), 0}};
+    QTest::newRow("InjectFault paper-jam")
+            << Steps() << step(TestingCommandId::InjectFault, {s("paper-jam")}) << noError
+            << deviceState << QVariantMap{{s("pendingFault"), s("paper-jam")}};
+    QTest::newRow("InjectFault out-of-paper")
+            << Steps{step(PaperFeedCommandId::LoadPaper, {s("5")})}
+            << step(TestingCommandId::InjectFault, {s("out-of-paper")}) << noError << paper
+            << QVariantMap{{s("sheetsLoaded"), 0}};
+    QTest::newRow("InjectFault none")
+            << Steps{step(TestingCommandId::InjectFault, {s("cover-open")})}
+            << step(TestingCommandId::InjectFault, {s("none")}) << noError << deviceState
+            << QVariantMap{{s("pendingFault"), s("none")}};
+}
+
+void DeviceTest::changeSurvivesImmediateRestart()
+{
+    QFETCH(Steps, setup);
+    QFETCH(QStringList, command);
+    QFETCH(QString, errorId);
+    QFETCH(QStringList, probe);
+    QFETCH(QVariantMap, expected);
+
+    QTemporaryDir dir;
+    QVERIFY(dir.isValid());
+    const auto request = [](const QStringList &s) {
+        return commandRequest(s.first().toInt(), s.mid(1));
+    };
+    // The probe's fields that the row names, as a restarted device on the file answers; as text,
+    // so that a failure shows them.
+    const auto afterRestart = [&](const DeviceOptions &options) {
+        Device device(options);
+        const QVariantMap details = run(device, probe.first().toInt(), probe.mid(1));
+        QVariantMap picked;
+        for (auto it = expected.cbegin(); it != expected.cend(); ++it)
+            picked.insert(it.key(), details.value(it.key()));
+        return describe(picked);
+    };
+    // Some setups fail on purpose, to log an error or leave a fault.
+    const auto runSetup = [&](Device &device) {
+        for (const QStringList &s : setup)
+            device.handle(request(s));
+    };
+
+    // The setup alone does not leave what the row expects: the command makes the change.
+    DeviceOptions options = stepping();
+    options.stateFile = dir.filePath(QStringLiteral("setup-only.json"));
+    {
+        Device device(options);
+        runSetup(device);
+    }
+    QVERIFY(afterRestart(options) != describe(expected));
+
+    options.stateFile = dir.filePath(QStringLiteral("state.json"));
+    {
+        Device device(options);
+        runSetup(device);
+        QCOMPARE(device.handle(request(command)).value(ls::errorIdKey).toString(), errorId);
+    }
+    QCOMPARE(afterRestart(options), describe(expected));
 }
 
 void DeviceTest::stateSurvivesRestart()

@@ -382,6 +382,47 @@ void TestSimulator::dataTypes_data()
     QTest::newRow("typed value inside an array and a map")
             << QByteArray(R"([{"k": {"$typed": "u", "value": 1}}])")
             << QStringLiteral("QVariantList[QVariantMap{k=uint(1)}]");
+
+    // A double holds every whole number up to 2^53; beyond, a number is what its double holds.
+    QTest::newRow("untyped 2^53 is x")
+            << QByteArray("9007199254740992") << QStringLiteral("qlonglong(9007199254740992)");
+    QTest::newRow("untyped -2^53 is x")
+            << QByteArray("-9007199254740992") << QStringLiteral("qlonglong(-9007199254740992)");
+    QTest::newRow("typed x at 2^53") << QByteArray(R"({"$typed": "x", "value": 9007199254740992})")
+                                     << QStringLiteral("qlonglong(9007199254740992)");
+    QTest::newRow("typed t at 2^53") << QByteArray(R"({"$typed": "t", "value": 9007199254740992})")
+                                     << QStringLiteral("qulonglong(9007199254740992)");
+    QTest::newRow("untyped 2^53+1 arrives as d, the nearest double")
+            << QByteArray("9007199254740993") << QStringLiteral("double(9007199254740992)");
+    QTest::newRow("untyped -2^53-1 arrives as d, the nearest double")
+            << QByteArray("-9007199254740993") << QStringLiteral("double(-9007199254740992)");
+    QTest::newRow("untyped 20-digit whole number arrives as d")
+            << QByteArray("12345678901234567890") << QStringLiteral("double(12345678901234567000)");
+    QTest::newRow("fraction that rounds to a whole double arrives as d")
+            << QByteArray("4503599627370496.5") << QStringLiteral("double(4503599627370496)");
+    QTest::newRow("fraction below a double's precision arrives as d")
+            << QByteArray("1.0000000000000000001") << QStringLiteral("double(1)");
+    QTest::newRow("negative zero is int") << QByteArray("-0") << QStringLiteral("int(0)");
+    QTest::newRow("2^53 written with a fraction and an exponent is x")
+            << QByteArray("90071992547409.920e2") << QStringLiteral("qlonglong(9007199254740992)");
+    QTest::newRow("2^53+1 inside a list arrives as d")
+            << QByteArray("[9007199254740993, 1]")
+            << QStringLiteral("QVariantList[double(9007199254740992), int(1)]");
+    QTest::newRow("typed d from 2^53+1, the nearest double")
+            << QByteArray(R"({"$typed": "d", "value": 9007199254740993})")
+            << QStringLiteral("double(9007199254740992)");
+    QTest::newRow("typed v holding 2^53+1 arrives as d")
+            << QByteArray(R"({"$typed": "v", "value": 9007199254740993})")
+            << QStringLiteral("double(9007199254740992)");
+    QTest::newRow("digits of 2^53+1 in a string stay text")
+            << QByteArray(R"("a\"9007199254740993")")
+            << QStringLiteral("QString(a\"9007199254740993)");
+    // 1e3 is no integer literal, but its double is exactly the whole number it names: as before,
+    // it counts as whole.
+    QTest::newRow("1e3 is a whole number, as before")
+            << QByteArray("1e3") << QStringLiteral("int(1000)");
+    QTest::newRow("typed t from 1e3, as before")
+            << QByteArray(R"({"$typed": "t", "value": 1e3})") << QStringLiteral("qulonglong(1000)");
 }
 
 void TestSimulator::dataTypes()
@@ -531,6 +572,62 @@ void TestSimulator::badScripts_data()
             << QByteArray(R"({"responses": [{"n": {"$typed": "t", "value": 1e16}}]})")
             << QStringLiteral("responses[0].n.value: D-Bus type \"t\" needs a whole number from 0 "
                               "to 9007199254740992");
+    QTest::newRow("typed t 2^53+1, which a JSON number does not hold")
+            << QByteArray(R"({"responses": [{"n": {"$typed": "t", "value": 9007199254740993}}]})")
+            << QStringLiteral("responses[0].n.value: D-Bus type \"t\" needs a whole number from 0 "
+                              "to 9007199254740992");
+    QTest::newRow("typed x -2^53-1, which a JSON number does not hold")
+            << QByteArray(R"({"responses": [{"n": {"$typed": "x", "value": -9007199254740993}}]})")
+            << QStringLiteral("responses[0].n.value: D-Bus type \"x\" needs a whole number from "
+                              "-9007199254740992 to 9007199254740992");
+    QTest::newRow("typed x 20-digit whole number")
+            << QByteArray(
+                       R"({"responses": [{"n": {"$typed": "x", "value": 12345678901234567890}}]})")
+            << QStringLiteral("responses[0].n.value: D-Bus type \"x\" needs a whole number from "
+                              "-9007199254740992 to 9007199254740992");
+    QTest::newRow("typed i 2^53+1")
+            << QByteArray(R"({"responses": [{"n": {"$typed": "i", "value": 9007199254740993}}]})")
+            << QStringLiteral("responses[0].n.value: D-Bus type \"i\" needs a whole number from "
+                              "-2147483648 to 2147483647");
+    QTest::newRow("typed t fraction that rounds to a whole double")
+            << QByteArray(R"({"responses": [{"n": {"$typed": "t", "value": 4503599627370496.5}}]})")
+            << QStringLiteral("responses[0].n.value: D-Bus type \"t\" needs a whole number from 0 "
+                              "to 9007199254740992");
+    QTest::newRow("typed ay with byte 2^53+1")
+            << QByteArray(
+                       R"({"responses": [{"n": {"$typed": "ay", "value": [9007199254740993]}}]})")
+            << QStringLiteral("responses[0].n.value[0]: D-Bus type \"y\" needs a whole number "
+                              "from 0 to 255");
+    QTest::newRow("typed s from 2^53+1")
+            << QByteArray(R"({"responses": [{"n": {"$typed": "s", "value": 9007199254740993}}]})")
+            << QStringLiteral("responses[0].n.value: D-Bus type \"s\" needs a string");
+    QTest::newRow("typed a{sv} from 2^53+1")
+            << QByteArray(
+                       R"({"responses": [{"n": {"$typed": "a{sv}", "value": 9007199254740993}}]})")
+            << QStringLiteral("responses[0].n.value: D-Bus type \"a{sv}\" needs an object");
+    QTest::newRow("response 2^53+1")
+            << QByteArray(R"({"responses": [9007199254740993]})")
+            << QStringLiteral("responses[0]: a response must be a JSON object");
+    QTest::newRow("byCommand 2^53+1") << QByteArray(R"({"byCommand": 9007199254740993})")
+                                      << QStringLiteral("\"byCommand\" must be an object");
+    QTest::newRow("typed o not an object path")
+            << QByteArray(R"({"responses": [{"p": {"$typed": "o", "value": "a//b"}}]})")
+            << QStringLiteral("responses[0].p.value: D-Bus type \"o\" needs an object path");
+    QTest::newRow("typed o empty")
+            << QByteArray(R"({"responses": [{"p": {"$typed": "o", "value": ""}}]})")
+            << QStringLiteral("responses[0].p.value: D-Bus type \"o\" needs an object path");
+    QTest::newRow("typed ao with a path ending in a slash")
+            << QByteArray(R"({"responses": [{"p": {"$typed": "ao", "value": ["/", "/a/"]}}]})")
+            << QStringLiteral("responses[0].p.value[1]: D-Bus type \"o\" needs an object path");
+    QTest::newRow("typed g not a signature")
+            << QByteArray(R"({"responses": [{"p": {"$typed": "g", "value": "a{"}}]})")
+            << QStringLiteral("responses[0].p.value: D-Bus type \"g\" needs a type signature");
+    QTest::newRow("typed g with a dictionary keyed by a variant")
+            << QByteArray(R"({"responses": [{"p": {"$typed": "g", "value": "a{vs}"}}]})")
+            << QStringLiteral("responses[0].p.value: D-Bus type \"g\" needs a type signature");
+    QTest::newRow("reply g not a signature")
+            << QByteArray(R"({"responses": [{"$reply": "g", "value": "("}]})")
+            << QStringLiteral("responses[0].value: D-Bus type \"g\" needs a type signature");
     QTest::newRow("typed ay with a byte out of range")
             << QByteArray(R"({"responses": [{"n": {"$typed": "ay", "value": [1, 256]}}]})")
             << QStringLiteral("responses[0].n.value[1]: D-Bus type \"y\" needs a whole number "
