@@ -573,6 +573,7 @@ public:
     WireStatus value(int depth, QVariant *out);
 
 private:
+    WireStatus valueOfType(const char *signature, int depth, QVariant *out);
     WireStatus basic(char code, QVariant *out);
     WireStatus container(char code, const char *contents, int depth, QVariant *out);
     QVariant typed(char code, const char *contents, const QVariant &value) const
@@ -608,7 +609,7 @@ WireStatus Reader::basic(char code, QVariant *out)
         const char *s;
         int h;
     } v{};
-    if (sd_bus_message_read_basic(m_message, code, &v) < 0)
+    if (sd_bus_message_read_basic(m_message, code, &v) <= 0)
         return WireStatus::Malformed;
     switch (code) {
     case 'y':
@@ -674,6 +675,25 @@ WireStatus Reader::value(int depth, QVariant *out)
     return container(code, contents, depth, out);
 }
 
+// The next value when the enclosing signature tells its type: every sd-bus call costs hundreds of
+// instructions, and most values of a request or reply need no peek at all.
+WireStatus Reader::valueOfType(const char *signature, int depth, QVariant *out)
+{
+    const char code = signature[0];
+    // A variant's content and a struct's fields are found only by looking.
+    if (code == SD_BUS_TYPE_VARIANT || code == SD_BUS_TYPE_STRUCT_BEGIN)
+        return value(depth, out);
+    if (!m_keepTypes && depth > maximumNestingDepth)
+        return WireStatus::TooDeep;
+    if (code == SD_BUS_TYPE_ARRAY)
+        return container(code, signature + 1, depth, out);
+    QVariant plainValue;
+    const WireStatus result = basic(code, &plainValue);
+    if (result == WireStatus::Ok)
+        *out = typed(code, nullptr, plainValue);
+    return result;
+}
+
 WireStatus Reader::container(char code, const char *contents, int depth, QVariant *out)
 {
     // Copied, as entering the container moves the read position; on the stack, as this runs for
@@ -703,7 +723,7 @@ WireStatus Reader::container(char code, const char *contents, int depth, QVarian
     QVariant result;
     if (code == SD_BUS_TYPE_VARIANT) {
         QVariant content;
-        const WireStatus status = value(depth + 1, &content);
+        const WireStatus status = valueOfType(inner, depth + 1, &content);
         if (status != WireStatus::Ok)
             return status;
         result = m_keepTypes ? typed(code, nullptr, content) : content;
@@ -723,9 +743,9 @@ WireStatus Reader::container(char code, const char *contents, int depth, QVarian
             // Entry at depth + 1, its key and value at depth + 2.
             QVariant key;
             QVariant entryValue;
-            WireStatus status = value(depth + 2, &key);
+            WireStatus status = valueOfType(entry, depth + 2, &key);
             if (status == WireStatus::Ok)
-                status = value(depth + 2, &entryValue);
+                status = valueOfType(entry + 1, depth + 2, &entryValue);
             if (status != WireStatus::Ok)
                 return status;
             if (sd_bus_message_exit_container(m_message) < 0)
@@ -748,7 +768,10 @@ WireStatus Reader::container(char code, const char *contents, int depth, QVarian
             if (r > 0)
                 break;
             QVariant element;
-            const WireStatus status = value(fixed ? depth : depth + 1, &element);
+            const WireStatus status
+                    = code == SD_BUS_TYPE_ARRAY
+                              ? valueOfType(inner, fixed ? depth : depth + 1, &element)
+                              : value(depth + 1, &element);
             if (status != WireStatus::Ok)
                 return status;
             list.append(element);
