@@ -1,9 +1,32 @@
 #!/usr/bin/env bash
 # Installs what is missing, builds, and runs every test.
+#
+#   scripts/test.sh [--sanitizers] [CTEST ARGUMENTS...]
+#
+# With --sanitizers, or when CI is set (and not "false" or "0"), the whole suite then runs a
+# second time, built with AddressSanitizer and UndefinedBehaviorSanitizer (CMake presets "asan",
+# into build-asan/); that adds several minutes, so a plain run on a developer's machine skips it.
+# CTest arguments (e.g. -R tst_listing) apply to both runs.
 set -euo pipefail
 root=$(cd "$(dirname "$0")/.." && pwd)
 build=${BUILD_DIR:-$root/build}
 
+sanitizers=
+if [ "${1:-}" = --sanitizers ]; then
+    sanitizers=1
+    shift
+fi
+case ${CI:-} in
+    '' | false | 0) ;;
+    *) sanitizers=1 ;;
+esac
+
 "$root/scripts/build.sh"
-cd "$build"
-ctest --output-on-failure --timeout 600 -j"$(nproc)" "$@"
+(cd "$build" && ctest --output-on-failure --timeout 600 -j"$(nproc)" "$@")
+
+if [ -n "$sanitizers" ]; then
+    cd "$root"
+    cmake --preset asan > /dev/null
+    cmake --build --preset asan -j"$(nproc)"
+    ctest --preset asan --output-on-failure --timeout 600 -j"$(nproc)" "$@"
+fi
