@@ -5,7 +5,8 @@
 #
 # With --sanitizers, or when CI is set (and not "false" or "0"), the whole suite then runs a
 # second time, built with AddressSanitizer and UndefinedBehaviorSanitizer (CMake presets "asan",
-# into build-asan/); that adds several minutes, so a plain run on a developer's machine skips it.
+# into build-asan/), and each libFuzzer target runs for 30 s (fuzz/run.sh, clang, build-fuzz/);
+# that adds a quarter of an hour, so a plain run on a developer's machine skips it.
 # CTest arguments (e.g. -R tst_listing) apply to both runs.
 set -euo pipefail
 root=$(cd "$(dirname "$0")/.." && pwd)
@@ -29,4 +30,6 @@ if [ -n "$sanitizers" ]; then
     cmake --preset asan > /dev/null
     cmake --build --preset asan -j"$(nproc)"
     ctest --preset asan --output-on-failure --timeout 600 -j"$(nproc)" "$@"
+    # Each fuzz target for 30 s on its seeds; fuzz/README.md has the long runs.
+    "$root/fuzz/run.sh" 30
 fi

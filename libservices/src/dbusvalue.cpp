@@ -303,7 +303,9 @@ WireStatus Writer::variant(const QVariant &value, int depth)
     const QByteArray signature = plainSignature(value);
     if (value.userType() == typedId()) {
         int end = 0;
-        if (!parseCompleteType(signature, &end, 0, 0) || end != signature.size())
+        // sd-bus writes a variant's signature of the longest length but reads none back.
+        if (!parseCompleteType(signature, &end, 0, 0) || end != signature.size()
+            || signature.size() >= maximumSignatureLength)
             return WireStatus::Malformed;
     }
     if (signature.isEmpty()) {
