@@ -613,10 +613,12 @@ void TestDBusValue::refused_data()
             << QVariant(QString(QChar(0xfdef))) << badText << QString();
     QTest::newRow("noncharacter U+1FFFE as a surrogate pair")
             << QVariant(QString(QChar(0xd83f)) + QChar(0xdffe)) << badText << QString();
-    QTest::newRow("variant of a 255-character type, which sd-bus does not read back") << typed(
-            "v", QVariant::fromValue(ls::DBusTyped{
-                         QLatin1Char('(') + QString(253, QLatin1Char('i')) + QLatin1Char(')'),
-                         QVariant(QVariantList::fromVector(QVector<QVariant>(253, 1)))})) << malformed << QString();
+    QTest::newRow("variant of a 255-character type, which sd-bus does not read back")
+            << typed("v",
+                     QVariant::fromValue(ls::DBusTyped{
+                             QLatin1Char('(') + QString(253, QLatin1Char('i')) + QLatin1Char(')'),
+                             QVariant(QVariantList::fromVector(QVector<QVariant>(253, 1)))}))
+            << malformed << QString();
     QTest::newRow("signature value of 255 characters, which sd-bus does not read back")
             << typed("g", QString(255, QLatin1Char('i'))) << malformed << QString();
     QTest::newRow("number key with a blank, which would not read back as written")

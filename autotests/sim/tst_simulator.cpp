@@ -1,5 +1,5 @@
-#include "scriptedsimulator.h"
 #include "qtdbusvalue.h"
+#include "scriptedsimulator.h"
 #include "testbus.h"
 
 #include <ls/commandids.h>

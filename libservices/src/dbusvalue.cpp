@@ -163,6 +163,16 @@ public:
 
 private:
     WireStatus basic(char code, const QVariant &value);
+    // An integer of the D-Bus type code, when it fits T.
+    template<typename T>
+    WireStatus integer(char code, qlonglong v)
+    {
+        if (v < qlonglong(std::numeric_limits<T>::min())
+            || v > qlonglong(std::numeric_limits<T>::max()))
+            return WireStatus::Malformed;
+        const T x = T(v);
+        return status(sd_bus_message_append_basic(m_message, code, &x));
+    }
     WireStatus string(char code, const QString &text);
     WireStatus variant(const QVariant &value, int depth);
     WireStatus status(int r) const { return r < 0 ? WireStatus::Malformed : WireStatus::Ok; }
@@ -258,40 +268,18 @@ WireStatus Writer::basic(char code, const QVariant &value)
         return WireStatus::Malformed;
     const qlonglong v = value.toLongLong();
     switch (code) {
-    case 'y': {
-        if (!inRange<quint8>(v))
-            return WireStatus::Malformed;
-        const quint8 x = quint8(v);
-        return status(sd_bus_message_append_basic(m_message, code, &x));
-    }
-    case 'n': {
-        if (!inRange<qint16>(v))
-            return WireStatus::Malformed;
-        const qint16 x = qint16(v);
-        return status(sd_bus_message_append_basic(m_message, code, &x));
-    }
-    case 'q': {
-        if (!inRange<quint16>(v))
-            return WireStatus::Malformed;
-        const quint16 x = quint16(v);
-        return status(sd_bus_message_append_basic(m_message, code, &x));
-    }
-    case 'i': {
-        if (!inRange<qint32>(v))
-            return WireStatus::Malformed;
-        const qint32 x = qint32(v);
-        return status(sd_bus_message_append_basic(m_message, code, &x));
-    }
-    case 'u': {
-        if (!inRange<quint32>(v))
-            return WireStatus::Malformed;
-        const quint32 x = quint32(v);
-        return status(sd_bus_message_append_basic(m_message, code, &x));
-    }
-    case 'x': {
-        const qint64 x = v;
-        return status(sd_bus_message_append_basic(m_message, code, &x));
-    }
+    case 'y':
+        return integer<quint8>(code, v);
+    case 'n':
+        return integer<qint16>(code, v);
+    case 'q':
+        return integer<quint16>(code, v);
+    case 'i':
+        return integer<qint32>(code, v);
+    case 'u':
+        return integer<quint32>(code, v);
+    case 'x':
+        return integer<qint64>(code, v);
     default:
         return WireStatus::Malformed;
     }

@@ -61,7 +61,7 @@ LIBSERVICES_EXPORT WireStatus readValue(sd_bus_message *message, QVariant *out);
 LIBSERVICES_EXPORT WireStatus readTypedValue(sd_bus_message *message, DBusTyped *out);
 
 // Whether text is one complete D-Bus type, or a sequence of them with sequence set, as the
-// specification of D-Bus signatures allows (at most 255 characters, 32 nested arrays and 32
+// rules of D-Bus signatures allow (at most 255 characters, 32 nested arrays and 32
 // nested structs).
 LIBSERVICES_EXPORT bool isValidSignature(const QString &signature, bool sequence = false);
 // Whether text is a D-Bus object path: "/" or "/"-separated elements of [A-Za-z0-9_].
