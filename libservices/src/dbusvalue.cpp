@@ -315,26 +315,6 @@ WireStatus Writer::plain(const QVariant &value, int depth)
     if (depth > maximumNestingDepth)
         return WireStatus::TooDeep;
     switch (value.userType()) {
-    case QMetaType::QString:
-        return string('s', value.toString());
-    case QMetaType::Bool:
-        return basic('b', value);
-    case QMetaType::UChar:
-        return basic('y', value);
-    case QMetaType::Short:
-        return basic('n', value);
-    case QMetaType::UShort:
-        return basic('q', value);
-    case QMetaType::Int:
-        return basic('i', value);
-    case QMetaType::UInt:
-        return basic('u', value);
-    case QMetaType::LongLong:
-        return basic('x', value);
-    case QMetaType::ULongLong:
-        return basic('t', value);
-    case QMetaType::Double:
-        return basic('d', value);
     case QMetaType::QByteArray: {
         const QByteArray bytes = value.toByteArray();
         return status(sd_bus_message_append_array(m_message, 'y', bytes.constData(),
@@ -395,6 +375,10 @@ WireStatus Writer::plain(const QVariant &value, int depth)
             return variant(typedValue.value, depth);
         return typed(typedValue.signature.toLatin1(), typedValue.value, depth);
     }
+    // The basic types, by the one-letter type plainSignature() gives them.
+    const QByteArray signature = plainSignature(value);
+    if (signature.size() == 1)
+        return basic(signature.at(0), value);
     return noForm(value);
 }
 
