@@ -31,7 +31,14 @@ private:
 };
 
 namespace {
-const char toolProgram[] = COMMAND_PARSER_TESTCATALOGUE_PATH;
+// The shipped tool, loading the test build of the platform library in place of its own.
+QProcessEnvironment testCatalogueEnvironment()
+{
+    QProcessEnvironment environment;
+    environment.insert(QStringLiteral("LD_LIBRARY_PATH"),
+                       QStringLiteral(TESTCATALOGUE_LIBRARY_DIR));
+    return environment;
+}
 
 const QString categoriesQuery = QStringLiteral("GetCommandCategories");
 const QString commandsQuery = QStringLiteral("GetCommands");
@@ -269,9 +276,9 @@ void TestCatalogueShapes::listings()
 {
     QFETCH(QString, catalogue);
 
-    QProcessEnvironment environment;
+    QProcessEnvironment environment = testCatalogueEnvironment();
     environment.insert(QStringLiteral("LS_TEST_CATALOGUE"), catalogue);
-    verifyScriptedRow(m_bus, environment, QString::fromUtf8(toolProgram));
+    verifyScriptedRow(m_bus, environment);
 }
 
 void TestCatalogueShapes::refusedCatalogue_data()
@@ -294,11 +301,10 @@ void TestCatalogueShapes::refusedCatalogue()
     QFETCH(QString, catalogue);
     QFETCH(QByteArray, standardError);
 
-    QProcessEnvironment environment;
+    QProcessEnvironment environment = testCatalogueEnvironment();
     if (!catalogue.isNull())
         environment.insert(QStringLiteral("LS_TEST_CATALOGUE"), catalogue);
     ToolRunner runner(m_bus);
-    runner.setToolPath(QString::fromUtf8(toolProgram));
     // Answers -l, so that a tool that went on would list as usual and its request be recorded.
     const QByteArray script = catalogueAnswer(categoriesQuery, entries(categoryEnumerators()));
     QVERIFY2(runner.startScripted(script), qPrintable(runner.errorString()));

@@ -323,7 +323,7 @@ void TestCommandHandler::executeCommand_data()
             << 601 << QVariantList() << details << detailsMap << QStringList()
             << QStringList{handled(601, R"({"av": []})")};
     QTest::newRow("words sent as strings, empty ones kept")
-            << 603 << QVariantList{QStringLiteral("1"), QString(""), QStringLiteral("two words")}
+            << 603 << QVariantList{QStringLiteral("1"), QStringLiteral(""), QStringLiteral("two words")}
             << details << detailsMap << QStringList()
             << QStringList{handled(603, R"({"av": [{"s": "1"}, {"s": ""}, {"s": "two words"}]})")};
     QTest::newRow("argument types passed on unchanged")

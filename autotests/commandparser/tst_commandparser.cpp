@@ -724,7 +724,7 @@ void TestCommandParser::executeCommand_data()
                            field(QStringLiteral("state \t idle"))}
             << pinged;
     QTest::newRow("arguments passed on unchanged")
-            << 603 << QVariantList{QStringLiteral("1"), QString(""), QStringLiteral("2")}
+            << 603 << QVariantList{QStringLiteral("1"), QStringLiteral(""), QStringLiteral("2")}
             << details(R"({"echo": "1  2"})") << QStringList{field(QStringLiteral("echo \t 1  2"))}
             << handled(603, R"({"av": [{"s": "1"}, {"s": ""}, {"s": "2"}]})");
     QTest::newRow("failed request: only the failure")
