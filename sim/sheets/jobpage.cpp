@@ -1,0 +1,219 @@
+#include "jobpage.h"
+
+#include <QDir>
+#include <QSaveFile>
+#include <QUrl>
+
+#include <algorithm>
+
+namespace {
+
+QByteArray escaped(const QString &text)
+{
+    return text.toHtmlEscaped().toUtf8();
+}
+
+QByteArray number(int value)
+{
+    return QByteArray::number(value);
+}
+
+bool isRunning(const JobFacts &facts)
+{
+    return facts.state == QLatin1String("Embossing") || facts.state == QLatin1String("Paused");
+}
+
+// Plain, high-contrast, and wide pictures shrink to the window.
+const char style[]
+        = R"(body { font-family: sans-serif; margin: 1rem 2rem; color: #111; background: #fff; }
+h2 { margin-top: 2rem; border-top: 1px solid #888; padding-top: 1rem; }
+h3 { font-size: 1rem; margin: 0 0 .25rem; }
+table { border-collapse: collapse; margin-bottom: 1rem; }
+th, td { text-align: left; padding: .2rem .8rem .2rem 0; vertical-align: top; }
+th { font-weight: bold; }
+.sheets { display: flex; flex-wrap: wrap; gap: 1rem; }
+.sheet img { display: block; width: min(100%, 40rem); height: auto; border: 1px solid #888; }
+a:focus img { outline: 3px solid #1d3f7a; }
+)";
+
+} // namespace
+
+JobPage::JobPage(const QString &outputDirectory) : m_directory(outputDirectory) { }
+
+QString JobPage::filePath() const
+{
+    return QDir(m_directory).filePath(QStringLiteral("index.html"));
+}
+
+QString JobPage::errorString() const
+{
+    return m_error;
+}
+
+JobPage::Job *JobPage::find(int jobId)
+{
+    // The job asked about is nearly always the newest.
+    const auto it = std::find_if(m_jobs.rbegin(), m_jobs.rend(),
+                                 [jobId](const Job &job) { return job.facts.id == jobId; });
+    return it == m_jobs.rend() ? nullptr : &*it;
+}
+
+bool JobPage::anyRunning() const
+{
+    return std::any_of(m_jobs.cbegin(), m_jobs.cend(),
+                       [](const Job &job) { return isRunning(job.facts); });
+}
+
+bool JobPage::jobStarted(const JobFacts &facts)
+{
+    Job *job = find(facts.id);
+    if (!job) {
+        m_jobs.emplace_back();
+        job = &m_jobs.back();
+    }
+    job->facts = facts;
+    job->factsHtml = factsHtml(facts, int(job->sheets.size()));
+    return write();
+}
+
+bool JobPage::sheetWritten(int jobId, const SheetEntry &sheet)
+{
+    Job *job = find(jobId);
+    if (!job) {
+        // A sheet of a job nobody announced: list it all the same, under what is known.
+        JobFacts facts;
+        facts.id = jobId;
+        jobStarted(facts);
+        job = find(jobId);
+    }
+    if (!job->sheets.empty() && job->sheets.back().fileName == sheet.fileName) {
+        job->sheets.back() = sheet;
+        job->sheetsHtml.truncate(job->lastSheetAt);
+    } else {
+        job->sheets.push_back(sheet);
+    }
+    job->lastSheetAt = job->sheetsHtml.size();
+    job->sheetsHtml += sheetHtml(jobId, int(job->sheets.size()), sheet);
+    job->factsHtml = factsHtml(job->facts, int(job->sheets.size()));
+    return write();
+}
+
+bool JobPage::jobChanged(int jobId, const QString &state, const QString &outcome,
+                         const QString &pauseReason)
+{
+    Job *job = find(jobId);
+    if (!job) {
+        JobFacts facts;
+        facts.id = jobId;
+        jobStarted(facts);
+        job = find(jobId);
+    }
+    job->facts.state = state;
+    job->facts.outcome = outcome;
+    job->facts.pauseReason = pauseReason;
+    job->factsHtml = factsHtml(job->facts, int(job->sheets.size()));
+    return write();
+}
+
+QByteArray JobPage::factsHtml(const JobFacts &facts, int sheetCount)
+{
+    const SheetLayout &layout = facts.layout;
+    const QString layoutText
+            = QStringLiteral("%1, %2 cells per line, %3 lines per page, %4, dot strength %5")
+                      .arg(layout.paperFormat)
+                      .arg(layout.cellsPerLine)
+                      .arg(layout.linesPerPage)
+                      .arg(layout.duplex ? QStringLiteral("duplex") : QStringLiteral("simplex"))
+                      .arg(layout.dotStrength);
+    QString state = facts.state;
+    if (!facts.pauseReason.isEmpty())
+        state += QStringLiteral(" (%1)").arg(facts.pauseReason);
+    const QString outcome = !facts.outcome.isEmpty() ? facts.outcome
+                            : isRunning(facts)       ? QStringLiteral("Not finished yet")
+                                                     : QStringLiteral("None");
+    const QString title = facts.title.isEmpty() ? QStringLiteral("(untitled)") : facts.title;
+
+    QByteArray html;
+    const QByteArray id = "job-" + number(facts.id);
+    html += "<h2 id=\"" + id + "\">Job " + number(facts.id) + ": " + escaped(title) + "</h2>\n";
+    html += "<table aria-labelledby=\"" + id + "\">\n";
+    const auto row = [&html](const char *name, const QString &value) {
+        html += "<tr><th scope=\"row\">";
+        html += name;
+        html += "</th><td>" + escaped(value) + "</td></tr>\n";
+    };
+    row("Document", title);
+    row("Braille table", facts.brailleTable);
+    row("Layout", layoutText);
+    row("Copies", QString::number(facts.copies));
+    row("State", state);
+    row("Outcome", outcome);
+    row("Sheets", QString::number(sheetCount));
+    html += "</table>\n";
+    return html;
+}
+
+QByteArray JobPage::sheetHtml(int jobId, int index, const SheetEntry &sheet)
+{
+    const QByteArray href = escaped(QString::fromLatin1(QUrl::toPercentEncoding(sheet.fileName)));
+    const QString caption
+            = sheet.caption.isEmpty() ? QStringLiteral("Sheet %1").arg(index) : sheet.caption;
+    QByteArray html;
+    html += "<div class=\"sheet\">\n<h3 id=\"job-" + number(jobId) + "-sheet-" + number(index)
+            + "\">" + escaped(caption) + "</h3>\n";
+    html += "<a href=\"" + href + "\"><img src=\"" + href + "\" alt=\""
+            + escaped(sheet.textAlternative) + "\" loading=\"lazy\"></a>\n</div>\n";
+    return html;
+}
+
+QByteArray JobPage::html() const
+{
+    const bool running = anyRunning();
+    QByteArray html;
+    html += "<!DOCTYPE html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\">\n";
+    if (running)
+        html += "<meta http-equiv=\"refresh\" content=\"" + number(refreshSeconds) + "\">\n";
+    html += "<meta name=\"viewport\" content=\"width=device-width, initial-scale=1\">\n"
+            "<title>Embossed sheets</title>\n<style>\n";
+    html += style;
+    html += "</style>\n</head>\n<body>\n<main>\n<h1>Embossed sheets</h1>\n";
+    if (m_jobs.empty()) {
+        html += "<p>No job has been embossed yet.</p>\n";
+    } else {
+        html += "<p>" + number(int(m_jobs.size())) + (m_jobs.size() == 1 ? " job" : " jobs")
+                + ", the newest first.";
+        if (running) {
+            html += " A job is running: this page reloads every " + number(refreshSeconds)
+                    + " seconds until it ends.";
+        }
+        html += "</p>\n";
+    }
+    for (auto it = m_jobs.crbegin(); it != m_jobs.crend(); ++it) {
+        html += "<section aria-labelledby=\"job-" + number(it->facts.id) + "\">\n";
+        html += it->factsHtml;
+        if (it->sheets.empty()) {
+            html += "<p>No sheet embossed.</p>\n";
+        } else {
+            html += "<div class=\"sheets\">\n";
+            html += it->sheetsHtml;
+            html += "</div>\n";
+        }
+        html += "</section>\n";
+    }
+    html += "</main>\n</body>\n</html>\n";
+    return html;
+}
+
+bool JobPage::write()
+{
+    const QDir directory(m_directory);
+    QSaveFile file(filePath());
+    const QByteArray content = html();
+    if (!directory.mkpath(QStringLiteral(".")) || !file.open(QIODevice::WriteOnly)
+        || file.write(content) != content.size() || !file.commit()) {
+        m_error = QStringLiteral("%1 cannot be written: %2").arg(filePath(), file.errorString());
+        return false;
+    }
+    m_error.clear();
+    return true;
+}
