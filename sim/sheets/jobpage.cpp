@@ -8,9 +8,16 @@
 
 namespace {
 
+// Escaped for text and attribute values; control characters, which neither XML nor a screen
+// reader has any use for, become U+FFFD.
 QByteArray escaped(const QString &text)
 {
-    return text.toHtmlEscaped().toUtf8();
+    QString clean = text.toHtmlEscaped();
+    for (QChar &c : clean) {
+        if (c.unicode() < 0x20 && c != QLatin1Char('\n') && c != QLatin1Char('\t'))
+            c = QChar::ReplacementCharacter;
+    }
+    return clean.toUtf8();
 }
 
 QByteArray number(int value)
@@ -162,18 +169,20 @@ QByteArray JobPage::sheetHtml(int jobId, int index, const SheetEntry &sheet)
     html += "<div class=\"sheet\">\n<h3 id=\"job-" + number(jobId) + "-sheet-" + number(index)
             + "\">" + escaped(caption) + "</h3>\n";
     html += "<a href=\"" + href + "\"><img src=\"" + href + "\" alt=\""
-            + escaped(sheet.textAlternative) + "\" loading=\"lazy\"></a>\n</div>\n";
+            + escaped(sheet.textAlternative) + "\" loading=\"lazy\" /></a>\n</div>\n";
     return html;
 }
 
-QByteArray JobPage::html() const
+void JobPage::compose(const std::function<void(const QByteArray &)> &out) const
 {
+    // Well-formed XML as well as HTML, so that anything can read it back.
     const bool running = anyRunning();
     QByteArray html;
-    html += "<!DOCTYPE html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\">\n";
+    html += "<!DOCTYPE html>\n<html xmlns=\"http://www.w3.org/1999/xhtml\" lang=\"en\">\n"
+            "<head>\n<meta charset=\"utf-8\" />\n";
     if (running)
-        html += "<meta http-equiv=\"refresh\" content=\"" + number(refreshSeconds) + "\">\n";
-    html += "<meta name=\"viewport\" content=\"width=device-width, initial-scale=1\">\n"
+        html += "<meta http-equiv=\"refresh\" content=\"" + number(refreshSeconds) + "\" />\n";
+    html += "<meta name=\"viewport\" content=\"width=device-width, initial-scale=1\" />\n"
             "<title>Embossed sheets</title>\n<style>\n";
     html += style;
     html += "</style>\n</head>\n<body>\n<main>\n<h1>Embossed sheets</h1>\n";
@@ -195,12 +204,22 @@ QByteArray JobPage::html() const
             html += "<p>No sheet embossed.</p>\n";
         } else {
             html += "<div class=\"sheets\">\n";
-            html += it->sheetsHtml;
+            // The bulk of the page goes out as it is kept, without a copy.
+            out(html);
+            html.clear();
+            out(it->sheetsHtml);
             html += "</div>\n";
         }
         html += "</section>\n";
     }
     html += "</main>\n</body>\n</html>\n";
+    out(html);
+}
+
+QByteArray JobPage::html() const
+{
+    QByteArray html;
+    compose([&html](const QByteArray &piece) { html += piece; });
     return html;
 }
 
@@ -208,9 +227,13 @@ bool JobPage::write()
 {
     const QDir directory(m_directory);
     QSaveFile file(filePath());
-    const QByteArray content = html();
-    if (!directory.mkpath(QStringLiteral(".")) || !file.open(QIODevice::WriteOnly)
-        || file.write(content) != content.size() || !file.commit()) {
+    bool written = directory.mkpath(QStringLiteral(".")) && file.open(QIODevice::WriteOnly);
+    if (written) {
+        compose([&file, &written](const QByteArray &piece) {
+            written = written && file.write(piece) == piece.size();
+        });
+    }
+    if (!written || !file.commit()) {
         m_error = QStringLiteral("%1 cannot be written: %2").arg(filePath(), file.errorString());
         return false;
     }

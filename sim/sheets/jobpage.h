@@ -6,6 +6,7 @@
 #include <QByteArray>
 #include <QString>
 
+#include <functional>
 #include <vector>
 
 // What a job is, as known when it starts.
@@ -78,6 +79,8 @@ private:
     bool anyRunning() const;
     static QByteArray factsHtml(const JobFacts &facts, int sheetCount);
     static QByteArray sheetHtml(int jobId, int index, const SheetEntry &sheet);
+    // The page, piece by piece.
+    void compose(const std::function<void(const QByteArray &)> &out) const;
     bool write();
 
     QString m_directory;

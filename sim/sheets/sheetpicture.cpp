@@ -28,6 +28,16 @@ QString mm(double value)
     return text == QLatin1String("-0") ? QStringLiteral("0") : text;
 }
 
+// Control characters are not allowed in XML; U+FFFD shows where one was.
+QString xmlText(QString text)
+{
+    for (QChar &c : text) {
+        if (c.unicode() < 0x20 && c != QLatin1Char('\n') && c != QLatin1Char('\t'))
+            c = QChar::ReplacementCharacter;
+    }
+    return text;
+}
+
 QString brailleText(const QStringList &lines)
 {
     QStringList trimmed;
@@ -141,7 +151,7 @@ QString SheetPicture::textAlternative() const
     }
     for (const QString &message : overflowMessages())
         parts.append(QStringLiteral("Does not fit the sheet: %1.").arg(message));
-    return parts.join(QLatin1Char('\n'));
+    return xmlText(parts.join(QLatin1Char('\n')));
 }
 
 QString SheetPicture::dotShade(int dotStrength)
@@ -178,7 +188,7 @@ QByteArray SheetPicture::svg() const
     xml.writeAttribute(QStringLiteral("aria-labelledby"), QStringLiteral("sheet-title sheet-desc"));
     xml.writeStartElement(QStringLiteral("title"));
     xml.writeAttribute(QStringLiteral("id"), QStringLiteral("sheet-title"));
-    xml.writeCharacters(m_title);
+    xml.writeCharacters(xmlText(m_title));
     xml.writeEndElement();
     xml.writeStartElement(QStringLiteral("desc"));
     xml.writeAttribute(QStringLiteral("id"), QStringLiteral("sheet-desc"));

@@ -55,7 +55,7 @@ public:
 
     // The picture's description, also its <desc>: each page's braille as Unicode braille (blank
     // cells at the ends of lines and blank lines at the end left out), the text it came from, and
-    // whether the layout does not fit.
+    // whether the layout does not fit. Control characters become U+FFFD.
     QString textAlternative() const;
 
     // Why the layout does not fit the sheet, e.g. "40 cells need 240 mm; A4 is 210 mm wide";
