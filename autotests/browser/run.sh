@@ -1,0 +1,49 @@
+#!/bin/sh
+# The browser test of the sheet pictures and index.html, as CTest runs it:
+#
+#   run.sh FIXTURE_PROGRAM WORK_DIR
+#
+# FIXTURE_PROGRAM (sheets-fixture) writes an output folder into WORK_DIR/fixture; check-sheets.js
+# then looks at it in headless Chromium, once while a job runs and once when all have ended.
+# The pinned npm packages are installed into WORK_DIR (npm ci, once per lock file).
+# Exits 77, which CTest reports as skipped, where node, npm, Chromium or the packages are missing.
+set -eu
+
+here=$(cd "$(dirname "$0")" && pwd)
+fixture_program=$1
+work=$2
+chromium=${CHROMIUM:-/usr/bin/chromium}
+
+skip() {
+    echo "SKIPPED: $*"
+    exit 77
+}
+
+command -v node >/dev/null 2>&1 || skip "node is not installed (Debian: apt-get install nodejs npm)"
+[ -x "$chromium" ] || skip "$chromium is missing (Debian: apt-get install chromium; or set CHROMIUM)"
+
+mkdir -p "$work"
+if ! cmp -s "$here/package-lock.json" "$work/package-lock.json" \
+    || [ ! -d "$work/node_modules/puppeteer-core" ] || [ ! -d "$work/node_modules/axe-core" ]; then
+    command -v npm >/dev/null 2>&1 || skip "npm is not installed (Debian: apt-get install npm)"
+    rm -rf "$work/node_modules" "$work/package-lock.json"
+    cp "$here/package.json" "$here/package-lock.json" "$work/"
+    if ! (cd "$work" && npm ci --no-audit --no-fund --loglevel=error); then
+        rm -f "$work/package-lock.json"
+        skip "npm ci could not install axe-core and puppeteer-core (is the npm registry reachable?)"
+    fi
+fi
+
+rm -rf "$work/fixture"
+"$fixture_program" "$work/fixture"
+
+export NODE_PATH="$work/node_modules"
+for state in running finished; do
+    echo "== $state"
+    refresh=no
+    [ "$state" = running ] && refresh=yes
+    node "$here/check-sheets.js" --chromium "$chromium" \
+        --index "$work/fixture/$state/index.html" --refresh "$refresh" \
+        --expected "$work/fixture/$state/expected.json" \
+        --sheet "$work/fixture/$state/job-1-copy-1-sheet-1.svg"
+done
