@@ -1,49 +1,13 @@
-// Our conversion module against two D-Bus stacks that share no code with it: gdbus (GLib) and
-// busctl (sd-bus's own tool, whose argument parser and printer are its own). Each tool calls the
-// echo peer, which reads the value with our module and writes it back, and the tool's printout of
-// the reply is compared with the text expected for it.
-#include <testbus.h>
-
-#include <QByteArray>
-#include <QProcess>
-#include <QStandardPaths>
-#include <QStringList>
-#include <QTest>
-#include <QVector>
+// The values both tools send to the echo peer, each with what the tools print of its replies.
+#include "interoptest.h"
 
 namespace {
 
-const QString peerProgram = QStringLiteral(ECHOPEER_BIN);
-const QString peerName = QStringLiteral("se.tarnvik.Echo");
-const QString peerPath = QStringLiteral("/se/tarnvik/Echo");
-const QString peerInterface = QStringLiteral("se.tarnvik.Service1");
-const int toolTimeoutMs = 10000;
-// The tools' own call time-out, shorter than ours so that they report it themselves.
-const QString toolCallTimeoutSeconds = QStringLiteral("8");
-
-// One value in both tools' notations with what each must print back.
-struct Row
-{
-    const char *name;
-    // The arguments as gdbus prints them, so that EchoTyped must print them back unchanged.
-    QStringList gvariant;
-    // gdbus's printout of Process's reply, the value's plain conversion.
-    QString gdbusProcess;
-    // The signature and the arguments in busctl's notation.
-    QStringList busctl;
-    // busctl's JSON printout of Process's reply.
-    QString busctlProcess;
-    // busctl's printout of EchoTyped's reply: JSON, or its text notation when typedAsText.
-    QString busctlTyped;
-    // busctl's JSON has no form for a dictionary whose keys are not text.
-    bool typedAsText = false;
-};
-
 // 21 maps, each inside the other, a string at the bottom: the string sits at level 63.
-Row mapsToLevel63()
+InteropRow mapsToLevel63()
 {
     const int maps = 21;
-    Row row{"a{sv}: 21 maps deep, a string at level 63", {}, {}, {}, {}, {}};
+    InteropRow row{"a{sv}: 21 maps deep, a string at level 63", {}, {}, {}, {}, {}};
     QString text = QStringLiteral("'bottom'");
     QString json = QStringLiteral(R"({"type":"s","data":"bottom"})");
     row.busctl = QStringList{QStringLiteral("a{sv}")};
@@ -65,10 +29,10 @@ Row mapsToLevel63()
 
 // A map inside the top-level map, holding 29 lists each inside the other, a string at the bottom:
 // the string sits at level 64, the deepest the bus lets through.
-Row listsToLevel64()
+InteropRow listsToLevel64()
 {
     const int lists = 29;
-    Row row{"a{sv}: a map of 29 lists, a string at level 64", {}, {}, {}, {}, {}};
+    InteropRow row{"a{sv}: a map of 29 lists, a string at level 64", {}, {}, {}, {}, {}};
     QString text = QStringLiteral("'bottom'");
     QString json = QStringLiteral(R"({"type":"s","data":"bottom"})");
     QStringList listArguments;
@@ -89,7 +53,9 @@ Row listsToLevel64()
     return row;
 }
 
-QVector<Row> rows()
+} // namespace
+
+QVector<InteropRow> interopRows()
 {
     const QString awkward = QString::fromUtf8("a\tb\n\"q\" it's åäö 😀 \\");
     const QString awkwardGVariant = QString::fromUtf8("\"a\\tb\\n\\\"q\\\" it's åäö 😀 \\\\\"");
@@ -365,277 +331,3 @@ QVector<Row> rows()
             {"no arguments", {}, QString(), {QString()}, QString(), QString()},
     };
 }
-
-struct ToolRun
-{
-    // Empty when the tool ran to its end.
-    QString problem;
-    int exitCode = -1;
-    QByteArray out;
-    QByteArray err;
-};
-
-// A reply printout and what was expected of it, in full: QCOMPARE cuts long texts short.
-QString mismatch(const QByteArray &actual, const QByteArray &expected, const QByteArray &err)
-{
-    return QStringLiteral("expected:\n%1\ngot:\n%2\nstderr:\n%3")
-            .arg(QString::fromUtf8(expected), QString::fromUtf8(actual), QString::fromUtf8(err));
-}
-
-} // namespace
-
-class TestInterop : public QObject
-{
-    Q_OBJECT
-
-private slots:
-    void initTestCase();
-    void cleanupTestCase();
-
-    void gdbusProcess_data() { addRows(Method::Process, Tool::Gdbus); }
-    void gdbusProcess() { checkReply(Method::Process, Tool::Gdbus); }
-    void gdbusEchoTyped_data() { addRows(Method::EchoTyped, Tool::Gdbus); }
-    void gdbusEchoTyped() { checkReply(Method::EchoTyped, Tool::Gdbus); }
-    void busctlProcess_data() { addRows(Method::Process, Tool::Busctl); }
-    void busctlProcess() { checkReply(Method::Process, Tool::Busctl); }
-    void busctlEchoTyped_data() { addRows(Method::EchoTyped, Tool::Busctl); }
-    void busctlEchoTyped() { checkReply(Method::EchoTyped, Tool::Busctl); }
-
-    void refused_data();
-    void refused();
-
-private:
-    enum class Method { Process, EchoTyped };
-    enum class Tool { Gdbus, Busctl };
-
-    void addRows(Method method, Tool tool);
-    void checkReply(Method method, Tool tool);
-    bool skipWithout(Tool tool);
-    ToolRun run(Tool tool, Method method, const QStringList &arguments, bool json) const;
-
-    QString m_gdbus;
-    QString m_busctl;
-    TestBus m_bus;
-    TiedProcess m_peer;
-};
-
-void TestInterop::initTestCase()
-{
-    m_gdbus = QStandardPaths::findExecutable(QStringLiteral("gdbus"));
-    m_busctl = QStandardPaths::findExecutable(QStringLiteral("busctl"));
-
-    QVERIFY2(m_bus.start(), qPrintable(m_bus.errorString()));
-    m_peer.setProcessEnvironment(m_bus.environment());
-    m_peer.setProcessChannelMode(QProcess::SeparateChannels);
-    m_peer.start(peerProgram, {peerName});
-    QVERIFY2(m_peer.waitForStarted(toolTimeoutMs), qPrintable(m_peer.errorString()));
-    while (!m_peer.canReadLine()) {
-        QVERIFY2(m_peer.waitForReadyRead(toolTimeoutMs),
-                 qPrintable(QStringLiteral("echopeer never became ready: ")
-                            + QString::fromLocal8Bit(m_peer.readAllStandardError())));
-    }
-    QCOMPARE(m_peer.readLine(), QByteArray("ready\n"));
-}
-
-void TestInterop::cleanupTestCase()
-{
-    if (m_peer.state() != QProcess::NotRunning) {
-        // Every refusal above was answered, not fatal to the peer.
-        m_peer.terminate();
-        QVERIFY2(m_peer.waitForFinished(toolTimeoutMs),
-                 qPrintable(QString::fromLocal8Bit(m_peer.readAllStandardError())));
-        QCOMPARE(m_peer.exitStatus(), QProcess::NormalExit);
-        QCOMPARE(m_peer.exitCode(), 0);
-    }
-    m_bus.stop();
-}
-
-bool TestInterop::skipWithout(Tool tool)
-{
-    if (tool == Tool::Gdbus && m_gdbus.isEmpty()) {
-        QTest::qSkip("gdbus not found in PATH (Debian package libglib2.0-bin)", __FILE__, __LINE__);
-        return true;
-    }
-    if (tool == Tool::Busctl && m_busctl.isEmpty()) {
-        QTest::qSkip("busctl not found in PATH (Debian package systemd)", __FILE__, __LINE__);
-        return true;
-    }
-    return false;
-}
-
-ToolRun TestInterop::run(Tool tool, Method method, const QStringList &arguments, bool json) const
-{
-    const QString methodName
-            = method == Method::Process ? QStringLiteral("Process") : QStringLiteral("EchoTyped");
-    QStringList command;
-    if (tool == Tool::Gdbus) {
-        command = QStringList{QStringLiteral("call"),
-                              QStringLiteral("--address"),
-                              m_bus.address(),
-                              QStringLiteral("--dest"),
-                              peerName,
-                              QStringLiteral("--object-path"),
-                              peerPath,
-                              QStringLiteral("--method"),
-                              peerInterface + QLatin1Char('.') + methodName,
-                              QStringLiteral("--timeout"),
-                              toolCallTimeoutSeconds,
-                              QStringLiteral("--")}
-                  + arguments;
-    } else {
-        command = QStringList{QStringLiteral("--address=") + m_bus.address(),
-                              QStringLiteral("--no-pager"),
-                              QStringLiteral("--timeout=") + toolCallTimeoutSeconds};
-        if (json)
-            command << QStringLiteral("--json=short");
-        // Arguments that start with "-" are values, not options.
-        command << QStringLiteral("--") << QStringLiteral("call") << peerName << peerPath
-                << peerInterface << methodName;
-        command += arguments;
-    }
-
-    QProcessEnvironment environment = m_bus.environment();
-    // gdbus prints text in the locale's encoding: anything but UTF-8 would mangle non-ASCII.
-    environment.insert(QStringLiteral("LC_ALL"), QStringLiteral("C.UTF-8"));
-    environment.insert(QStringLiteral("SYSTEMD_COLORS"), QStringLiteral("0"));
-
-    QProcess process;
-    process.setProcessEnvironment(environment);
-    process.setProcessChannelMode(QProcess::SeparateChannels);
-    process.start(tool == Tool::Gdbus ? m_gdbus : m_busctl, command);
-    ToolRun result;
-    if (!process.waitForStarted(toolTimeoutMs)) {
-        result.problem = QStringLiteral("did not start: ") + process.errorString();
-        return result;
-    }
-    if (!process.waitForFinished(toolTimeoutMs)) {
-        process.kill();
-        process.waitForFinished(toolTimeoutMs);
-        result.problem = QStringLiteral("no end within %1 ms").arg(toolTimeoutMs);
-    } else if (process.exitStatus() != QProcess::NormalExit) {
-        result.problem = QStringLiteral("crashed");
-    }
-    result.exitCode = process.exitCode();
-    result.out = process.readAllStandardOutput();
-    result.err = process.readAllStandardError();
-    if (!result.problem.isEmpty()) {
-        result.problem += QStringLiteral("\ncommand: ") + command.join(QLatin1Char(' '))
-                          + QStringLiteral("\nstderr:\n") + QString::fromUtf8(result.err);
-    }
-    return result;
-}
-
-void TestInterop::addRows(Method method, Tool tool)
-{
-    QTest::addColumn<QStringList>("arguments");
-    QTest::addColumn<QString>("expected");
-    QTest::addColumn<bool>("json");
-
-    for (const Row &row : rows()) {
-        // Process takes exactly one argument.
-        if (method == Method::Process && row.gvariant.size() != 1)
-            continue;
-        if (tool == Tool::Gdbus) {
-            const QString typed = row.gvariant.size() == 1
-                                          ? QStringLiteral("(%1,)").arg(row.gvariant.constFirst())
-                                          : QLatin1Char('(')
-                                                    + row.gvariant.join(QStringLiteral(", "))
-                                                    + QLatin1Char(')');
-            QTest::newRow(row.name)
-                    << row.gvariant << (method == Method::Process ? row.gdbusProcess : typed)
-                    << false;
-        } else {
-            // An empty signature is no argument at all.
-            const QStringList arguments
-                    = row.busctl == QStringList{QString()} ? QStringList() : row.busctl;
-            if (method == Method::Process)
-                QTest::newRow(row.name) << arguments << row.busctlProcess << true;
-            else
-                QTest::newRow(row.name) << arguments << row.busctlTyped << !row.typedAsText;
-        }
-    }
-}
-
-void TestInterop::checkReply(Method method, Tool tool)
-{
-    QFETCH(QStringList, arguments);
-    QFETCH(QString, expected);
-    QFETCH(bool, json);
-    if (skipWithout(tool))
-        return;
-
-    const ToolRun result = run(tool, method, arguments, json);
-    QVERIFY2(result.problem.isEmpty(), qPrintable(result.problem));
-    QVERIFY2(result.exitCode == 0, qPrintable(QStringLiteral("exit code %1, stderr:\n%2")
-                                                      .arg(result.exitCode)
-                                                      .arg(QString::fromUtf8(result.err))));
-    // Both tools end their printout with a line break; a reply of no values prints nothing.
-    const QByteArray wanted = expected.isEmpty() ? QByteArray() : expected.toUtf8() + '\n';
-    if (result.out != wanted)
-        qWarning().noquote() << mismatch(result.out, wanted, result.err);
-    QCOMPARE(result.out, wanted);
-}
-
-void TestInterop::refused_data()
-{
-    QTest::addColumn<int>("tool");
-    QTest::addColumn<int>("method");
-    QTest::addColumn<QStringList>("arguments");
-    QTest::addColumn<QString>("expectedError");
-
-    const auto gdbus = int(Tool::Gdbus);
-    const auto busctl = int(Tool::Busctl);
-    const auto process = int(Method::Process);
-    const auto echoTyped = int(Method::EchoTyped);
-    const QString gdbusError
-            = QStringLiteral("Error: GDBus.Error:org.freedesktop.DBus.Error.InvalidArgs: %1\n");
-    const QString busctlError = QStringLiteral("Call failed: %1\n");
-    const QString readRefused = QStringLiteral("reading of argument 1: NoDBusForm");
-    const QString writeRefused = QStringLiteral("writing of argument 1: NoDBusForm");
-
-    // gdbus sends its own descriptor 0 for "handle 0".
-    QTest::newRow("gdbus: h to Process, no plain form")
-            << gdbus << process << QStringList{QStringLiteral("handle 0")}
-            << gdbusError.arg(readRefused);
-    // gdbus attaches descriptors for arguments of type h only: a nested handle refers to none.
-    QTest::newRow("gdbus: h inside a{sv} to Process, no descriptor attached")
-            << gdbus << process << QStringList{QStringLiteral("{'fd': <handle 0>}")}
-            << gdbusError.arg(QStringLiteral("reading of argument 1: Malformed"));
-    // Read as a record, but a descriptor cannot be sent on.
-    QTest::newRow("gdbus: h to EchoTyped, not sent on")
-            << gdbus << echoTyped << QStringList{QStringLiteral("handle 0")}
-            << gdbusError.arg(writeRefused);
-    QTest::newRow("busctl: h to Process, no plain form")
-            << busctl << process << QStringList{QStringLiteral("h"), QStringLiteral("0")}
-            << busctlError.arg(readRefused);
-    QTest::newRow("busctl: h to EchoTyped, not sent on")
-            << busctl << echoTyped << QStringList{QStringLiteral("h"), QStringLiteral("0")}
-            << busctlError.arg(writeRefused);
-}
-
-void TestInterop::refused()
-{
-    QFETCH(int, tool);
-    QFETCH(int, method);
-    QFETCH(QStringList, arguments);
-    QFETCH(QString, expectedError);
-    if (skipWithout(Tool(tool)))
-        return;
-
-    const ToolRun result = run(Tool(tool), Method(method), arguments, false);
-    QVERIFY2(result.problem.isEmpty(), qPrintable(result.problem));
-    const QString err = QString::fromUtf8(result.err);
-    if (Tool(tool) == Tool::Busctl && result.exitCode != 0
-        && err.contains(QLatin1String("not supported"))) {
-        QSKIP(qPrintable(QStringLiteral("this busctl cannot send a file descriptor: ")
-                         + err.trimmed()));
-    }
-    QVERIFY2(result.exitCode != 0,
-             qPrintable(QStringLiteral("accepted, printed: ") + QString::fromUtf8(result.out)));
-    QVERIFY2(result.out.isEmpty(), result.out.constData());
-    QCOMPARE(err, expectedError);
-}
-
-QTEST_GUILESS_MAIN(TestInterop)
-
-#include "tst_interop.moc"
