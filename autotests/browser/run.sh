@@ -20,6 +20,8 @@ skip() {
 }
 
 command -v node >/dev/null 2>&1 || skip "node is not installed (Debian: apt-get install nodejs npm)"
+# The dot counter first: it needs no browser, and a counter that sees nothing would pass anything.
+node "$here/dots.test.js"
 [ -x "$chromium" ] || skip "$chromium is missing (Debian: apt-get install chromium; or set CHROMIUM)"
 
 mkdir -p "$work"

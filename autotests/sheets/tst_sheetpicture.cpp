@@ -129,9 +129,11 @@ private Q_SLOTS:
     void shadeFollowsStrength_data();
     void shadeFollowsStrength();
     void textAlternative();
+    void longSourceTextCut();
     void otherCharactersAreBlank();
     void linesOfAPageFile();
     void writesTheFile();
+    void fullestSheet();
 };
 
 void TestSheetPicture::geometryConstants()
@@ -488,6 +490,25 @@ void TestSheetPicture::textAlternative()
     QVERIFY(svg.desc.contains(QStringLiteral("Back, page 2, braille:\n") + braille));
 }
 
+void TestSheetPicture::longSourceTextCut()
+{
+    // A whole document given as each page's text: quoted up to the limit, at a word's end.
+    const QString words = QStringLiteral("minutes of the meeting ").repeated(200);
+    const SheetPicture picture(layout(QStringLiteral("A4"), 30, 25, false), QStringLiteral("x"),
+                               sheetPage(1, textPage(30, 25), words));
+    const QString alternative = picture.textAlternative();
+    const int quoted = alternative.indexOf(QLatin1String("Text: ")) + 6;
+    const QString source = alternative.mid(quoted);
+    QVERIFY(source.endsWith(QStringLiteral("meeting …")));
+    QVERIFY(source.size() <= SheetPicture::sourceTextLimit + 2);
+    QVERIFY(words.startsWith(source.chopped(2)));
+
+    const QString shortText = QStringLiteral("hello world");
+    const SheetPicture short_(layout(QStringLiteral("A4"), 30, 25, false), QStringLiteral("x"),
+                              sheetPage(1, textPage(30, 25), shortText));
+    QVERIFY(short_.textAlternative().endsWith(QStringLiteral("Text: hello world")));
+}
+
 void TestSheetPicture::otherCharactersAreBlank()
 {
     const SheetPicture picture(layout(QStringLiteral("A4"), 10, 10, false), QStringLiteral("x"),
@@ -524,6 +545,22 @@ void TestSheetPicture::writesTheFile()
 
     QVERIFY(!picture.write(dir.filePath(QStringLiteral("missing/folder/x.svg")), &error));
     QVERIFY(!error.isEmpty());
+}
+
+void TestSheetPicture::fullestSheet()
+{
+    // The most a sheet can hold: 48 x 32 eight-dot cells on both sides, drawn after every sheet.
+    const QStringList full = page(48, 32, [](int, int) { return fullCell8; });
+    const SheetPicture picture(layout(QStringLiteral("Braille-11x11.5"), 48, 32, true),
+                               QStringLiteral("full"), sheetPage(1, full), sheetPage(2, full));
+    QElapsedTimer timer;
+    timer.start();
+    const QByteArray svg = picture.svg();
+    const qint64 ms = timer.elapsed();
+    qInfo("%d circles, %lld kB in %lld ms", SvgSheet::parse(svg).circles, qint64(svg.size() / 1024),
+          ms);
+    QCOMPARE(SvgSheet::parse(svg).circles, 2 * 48 * 32 * 8);
+    QVERIFY2(ms < 2000, qPrintable(QString::number(ms)));
 }
 
 QTEST_GUILESS_MAIN(TestSheetPicture)

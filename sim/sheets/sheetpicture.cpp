@@ -61,8 +61,15 @@ QString pageDescription(const QString &side, const SheetPage &page)
                                      .arg(side)
                                      .arg(page.number)
                                      .arg(braille);
-    if (!page.sourceText.isEmpty())
-        text += QStringLiteral("\nText: %1").arg(page.sourceText);
+    if (!page.sourceText.isEmpty()) {
+        QString source = page.sourceText;
+        if (source.size() > SheetPicture::sourceTextLimit) {
+            const int blank = source.lastIndexOf(QLatin1Char(' '), SheetPicture::sourceTextLimit);
+            source = source.left(blank > 0 ? blank : SheetPicture::sourceTextLimit)
+                     + QStringLiteral(" …");
+        }
+        text += QStringLiteral("\nText: %1").arg(source);
+    }
     return text;
 }
 

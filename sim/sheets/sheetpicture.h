@@ -27,7 +27,8 @@ struct SheetPage
     // character is a blank cell.
     QStringList lines;
     // What the braille was translated from, for readers of the picture's text alternative; may be
-    // empty (a test page's pattern has no text).
+    // empty (a test page's pattern has no text). Best the page's own text; a whole document is cut
+    // at sourceTextLimit characters, so that a long job's index.html stays small.
     QString sourceText;
 
     // The lines of a page as the device writes it to a page file: one line of cells per text line.
@@ -78,6 +79,9 @@ public:
     static constexpr double captionHeight = 8.0;
     static constexpr double sideGap = 10.0;
     static constexpr double messageHeight = 6.0;
+
+    // How much of a page's source text the text alternative quotes; the rest is shown as " …".
+    static constexpr int sourceTextLimit = 2000;
 
 private:
     struct Side
