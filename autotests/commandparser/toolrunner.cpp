@@ -5,9 +5,6 @@
 
 #include <QDebug>
 #include <QFile>
-#include <QJsonArray>
-#include <QJsonDocument>
-#include <QJsonObject>
 #include <QTest>
 #include <QTextCodec>
 
@@ -19,23 +16,6 @@ constexpr int startTimeoutMs = 10000;
 // Long enough for the bus's own reply time-out to pass first on a peer that never answers.
 constexpr int runTimeoutMs = 30000;
 constexpr int stopTimeoutMs = 5000;
-
-QString canonical(const QJsonObject &object)
-{
-    return QString::fromUtf8(QJsonDocument(object).toJson(QJsonDocument::Compact));
-}
-
-QJsonObject text(const QString &value)
-{
-    return {{QStringLiteral("s"), value}};
-}
-
-QJsonObject catalogueRequest(const QString &commandId)
-{
-    return {{QStringLiteral("commandId"), text(commandId)},
-            {QStringLiteral("senderId"), text(QStringLiteral("CommandHandler"))},
-            {QStringLiteral("subCommandId"), text(QStringLiteral("Undefined"))}};
-}
 } // namespace
 
 const QString contextPattern = QStringLiteral("%{type}|%{category}|%{function}|%{message}");
@@ -61,36 +41,6 @@ QByteArray rendering(const LogMessages &messages, MessagePattern pattern)
         out += message.text + QLatin1Char('\n');
     }
     return out.toUtf8();
-}
-
-QString categoriesRequest()
-{
-    return canonical(catalogueRequest(QStringLiteral("GetCommandCategories")));
-}
-
-QString commandsRequest(const QString &category)
-{
-    QJsonObject request = catalogueRequest(QStringLiteral("GetCommands"));
-    request.insert(QStringLiteral("category"), text(category));
-    return canonical(request);
-}
-
-QString executeRequest(int command, const QStringList &arguments)
-{
-    QJsonArray args;
-    for (const QString &argument : arguments)
-        args.append(text(argument));
-    return canonical(
-            {{QStringLiteral("args"), QJsonObject{{QStringLiteral("av"), args}}},
-             {QStringLiteral("commandId"), text(QStringLiteral("HandleCommand"))},
-             {QStringLiteral("senderId"), text(QStringLiteral("CommandHandler"))},
-             {QStringLiteral("subCommandId"), QJsonObject{{QStringLiteral("i"), command}}}});
-}
-
-QByteArray answering(const QString &commandId, const QByteArray &response)
-{
-    return QByteArrayLiteral("{\"byCommand\": {\"") + commandId.toUtf8() + QByteArrayLiteral("\": ")
-           + response + QByteArrayLiteral("}}");
 }
 
 ToolRunner::ToolRunner(const TestBus &bus)

@@ -1,6 +1,7 @@
 #ifndef TOOLRUNNER_H
 #define TOOLRUNNER_H
 
+#include "requests.h"
 #include "scriptedsimulator.h"
 
 #include <QByteArray>
@@ -44,15 +45,6 @@ extern const QString fileLinePattern;
 // The bytes Qt's default handler writes for the messages under the pattern (not for FileLine,
 // whose file and line are the build's).
 QByteArray rendering(const LogMessages &messages, MessagePattern pattern);
-
-// The request maps as the simulator records them: every value a one-key object naming its D-Bus
-// type. Each is returned in the canonical compact JSON form that ToolRun::requests holds.
-QString categoriesRequest();
-QString commandsRequest(const QString &category);
-QString executeRequest(int command, const QStringList &arguments);
-
-// A script whose every request of the command id gets the response, however often it comes.
-QByteArray answering(const QString &commandId, const QByteArray &response);
 
 struct ToolRun
 {

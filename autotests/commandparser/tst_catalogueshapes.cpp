@@ -53,7 +53,7 @@ QByteArray catalogueAnswer(const QString &query, const QJsonArray &entries)
     response.insert(query == categoriesQuery ? QStringLiteral("commandCategories")
                                              : QStringLiteral("commands"),
                     entries);
-    return answering(query, QJsonDocument(response).toJson(QJsonDocument::Compact));
+    return Scripts::answering(query, QJsonDocument(response).toJson(QJsonDocument::Compact));
 }
 
 QString describe(const QString &name)
@@ -146,7 +146,7 @@ void TestCatalogueShapes::listings_data()
     auto c = [](int number) {
         return QStringList{QStringLiteral("-c"), QString::number(number)};
     };
-    const QStringList askedCategories = {categoriesRequest()};
+    const QStringList askedCategories = {Requests::recordedCategories()};
     const QList<Enumerator> categories = categoryEnumerators();
     const QByteArray everyCategory = catalogueAnswer(categoriesQuery, entries(categories));
     const QByteArray emptyCategories = catalogueAnswer(categoriesQuery, QJsonArray());
@@ -164,7 +164,7 @@ void TestCatalogueShapes::listings_data()
             << QStringLiteral("base") << c(6)
             << catalogueAnswer(commandsQuery, reversed(entries(baseCommands(6))))
             << described(baseCommands(6))
-            << QStringList{commandsRequest(QStringLiteral("IpcCommandId"))};
+            << QStringList{Requests::recordedCommands(QStringLiteral("IpcCommandId"))};
 
     QTest::newRow("no categories: -l asks, then writes nothing")
             << QStringLiteral("nocategories") << l << everyCategory << LogMessages()
@@ -182,7 +182,7 @@ void TestCatalogueShapes::listings_data()
     spareAnswer.append(entry(QStringLiteral("SpareCommand")));
     QTest::newRow("spare category 7: -c 7 asks for SpareCommandId, then silence")
             << QStringLiteral("spare") << c(7) << catalogueAnswer(commandsQuery, spareAnswer)
-            << LogMessages() << QStringList{commandsRequest(spare.name)};
+            << LogMessages() << QStringList{Requests::recordedCommands(spare.name)};
     QTest::newRow("spare category 7: -l lists it after the six")
             << QStringLiteral("spare") << l
             << catalogueAnswer(categoriesQuery, entries(categories + QList<Enumerator>{spare}))
@@ -215,7 +215,7 @@ void TestCatalogueShapes::listings_data()
     const Enumerator second = ipcCommands.at(1);
     const Enumerator echo = ipcCommands.at(2);
     const Enumerator fourth = ipcCommands.at(3);
-    const QStringList askedIpc = {commandsRequest(QStringLiteral("IpcCommandId"))};
+    const QStringList askedIpc = {Requests::recordedCommands(QStringLiteral("IpcCommandId"))};
     QTest::newRow("shared command value: -c 6 writes 601 twice, both with Ping's texts")
             << QStringLiteral("shared") << c(6)
             << catalogueAnswer(commandsQuery, reversed(entries(ipcCommands)))
@@ -229,7 +229,7 @@ void TestCatalogueShapes::listings_data()
             << QStringLiteral("minimum") << c(minimum)
             << catalogueAnswer(commandsQuery, reversed(entries(baseCommands(2) + baseCommands(5))))
             << described(baseCommands(2))
-            << QStringList{commandsRequest(QStringLiteral("MinimumCommandId"))};
+            << QStringList{Requests::recordedCommands(QStringLiteral("MinimumCommandId"))};
     QTest::newRow("missing category: -c 2 is unknown, nothing asked")
             << QStringLiteral("minimum") << c(2)
             << catalogueAnswer(commandsQuery, entries(baseCommands(2)))
@@ -240,7 +240,7 @@ void TestCatalogueShapes::listings_data()
     const QByteArray configurationAnswer
             = catalogueAnswer(commandsQuery, reversed(entries(configurationCommands)));
     const QStringList askedConfiguration
-            = {commandsRequest(QStringLiteral("ConfigurationCommandId"))};
+            = {Requests::recordedCommands(QStringLiteral("ConfigurationCommandId"))};
     QTest::newRow("category of value 0: -c 0 asks for it and lists its commands")
             << QStringLiteral("zero") << c(0) << configurationAnswer
             << described(configurationCommands) << askedConfiguration;
@@ -269,7 +269,7 @@ void TestCatalogueShapes::listings_data()
     QTest::newRow("empty command enum: -c 4 asks for EmbossCommandId, then writes nothing")
             << QStringLiteral("nocommands") << c(4)
             << catalogueAnswer(commandsQuery, entries(baseCommands(4))) << LogMessages()
-            << QStringList{commandsRequest(QStringLiteral("EmbossCommandId"))};
+            << QStringList{Requests::recordedCommands(QStringLiteral("EmbossCommandId"))};
 }
 
 void TestCatalogueShapes::listings()

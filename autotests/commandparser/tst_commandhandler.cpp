@@ -1,5 +1,6 @@
 #include "dbus/CommandHandler.h"
 #include "messagelog.h"
+#include "requests.h"
 #include "scriptedsimulator.h"
 #include "testbus.h"
 
@@ -7,14 +8,14 @@
 #include <ls/dbusservicestore.h>
 #include <ls/messagekeys.h>
 
-#include <QJsonDocument>
-#include <QJsonObject>
 #include <QTest>
 
 #include <memory>
 
 using MessageLog::critical;
 using MessageLog::debug;
+using Scripts::answer;
+using Scripts::success;
 
 namespace {
 
@@ -25,14 +26,6 @@ const QString getCommandsFunction
         = QStringLiteral("const QVariantList CommandHandler::getCommands(const QString&) const");
 const QString executeCommandFunction = QStringLiteral(
         "const QVariantMap CommandHandler::executeCommand(int, const QList<QVariant>&) const");
-
-const QByteArray success = R"("resultId": "Success", "errorId": "NoError")";
-
-// A script answering the first request with the given response object.
-QByteArray answer(const QByteArray &response)
-{
-    return R"({"responses": [)" + response + "]}";
-}
 
 QString categoriesError(const QString &text)
 {
@@ -232,9 +225,7 @@ void TestCommandHandler::getCommandCategories()
     QVERIFY2(m_peer->startScripted(script), qPrintable(m_peer->errorString()));
     QCOMPARE(m_handler->getCommandCategories(), expected);
     QCOMPARE(MessageLog::messages(), expectedMessages);
-    QCOMPARE(m_peer->requests(), QStringList{request(R"({"commandId": {"s": "GetCommandCategories"},
-                                     "senderId": {"s": "CommandHandler"},
-                                     "subCommandId": {"s": "Undefined"}})")});
+    QCOMPARE(m_peer->requests(), QStringList{Requests::recordedCategories()});
 }
 
 void TestCommandHandler::getCommands_data()
@@ -286,15 +277,7 @@ void TestCommandHandler::getCommands()
     QCOMPARE(m_handler->getCommands(category), expected);
     QCOMPARE(MessageLog::messages(), expectedMessages);
 
-    QJsonObject sent{{QStringLiteral("category"), QJsonObject{{QStringLiteral("s"), category}}},
-                     {QStringLiteral("commandId"),
-                      QJsonObject{{QStringLiteral("s"), QStringLiteral("GetCommands")}}},
-                     {QStringLiteral("senderId"),
-                      QJsonObject{{QStringLiteral("s"), QStringLiteral("CommandHandler")}}},
-                     {QStringLiteral("subCommandId"),
-                      QJsonObject{{QStringLiteral("s"), QStringLiteral("Undefined")}}}};
-    QCOMPARE(m_peer->requests(),
-             QStringList{QString::fromUtf8(QJsonDocument(sent).toJson(QJsonDocument::Compact))});
+    QCOMPARE(m_peer->requests(), QStringList{Requests::recordedCommands(category)});
 }
 
 void TestCommandHandler::executeCommand_data()
@@ -323,7 +306,8 @@ void TestCommandHandler::executeCommand_data()
             << 601 << QVariantList() << details << detailsMap << QStringList()
             << QStringList{handled(601, R"({"av": []})")};
     QTest::newRow("words sent as strings, empty ones kept")
-            << 603 << QVariantList{QStringLiteral("1"), QStringLiteral(""), QStringLiteral("two words")}
+            << 603
+            << QVariantList{QStringLiteral("1"), QStringLiteral(""), QStringLiteral("two words")}
             << details << detailsMap << QStringList()
             << QStringList{handled(603, R"({"av": [{"s": "1"}, {"s": ""}, {"s": "two words"}]})")};
     QTest::newRow("argument types passed on unchanged")

@@ -180,66 +180,67 @@ void TestCommandLine::dispatch_data()
             << QStringList();
     QTest::newRow("-e 601 without -a: empty argument list sent")
             << QStringList{e, QStringLiteral("601")} << readyResult()
-            << QStringList{executeRequest(601, {})};
+            << QStringList{Requests::recordedCommand(601, {})};
     QTest::newRow("-e +601: decimal with sign")
             << QStringList{e, QStringLiteral("+601")} << readyResult()
-            << QStringList{executeRequest(601, {})};
+            << QStringList{Requests::recordedCommand(601, {})};
     QTest::newRow("-e with blanks around 601: decimal")
             << QStringList{e, QStringLiteral(" 601 ")} << readyResult()
-            << QStringList{executeRequest(601, {})};
+            << QStringList{Requests::recordedCommand(601, {})};
 
     QTest::newRow("-a 1, two blanks, 2: three arguments, the middle one empty")
             << QStringList{e, QStringLiteral("603"), a, QStringLiteral("1  2")} << readyResult()
-            << QStringList{
-                       executeRequest(603, {QStringLiteral("1"), QString(), QStringLiteral("2")})};
+            << QStringList{Requests::recordedCommand(
+                       603, {QStringLiteral("1"), QString(), QStringLiteral("2")})};
     QTest::newRow("-a blank then 1: an empty argument and 1")
             << QStringList{e, QStringLiteral("603"), a, QStringLiteral(" 1")} << readyResult()
-            << QStringList{executeRequest(603, {QString(), QStringLiteral("1")})};
+            << QStringList{Requests::recordedCommand(603, {QString(), QStringLiteral("1")})};
     QTest::newRow("-a empty: one empty argument")
             << QStringList{e, QStringLiteral("603"), a, QString()} << readyResult()
-            << QStringList{executeRequest(603, {QString()})};
+            << QStringList{Requests::recordedCommand(603, {QString()})};
     QTest::newRow("-a 42: stays text")
             << QStringList{e, QStringLiteral("603"), a, QStringLiteral("42")} << readyResult()
-            << QStringList{executeRequest(603, {QStringLiteral("42")})};
+            << QStringList{Requests::recordedCommand(603, {QStringLiteral("42")})};
     QTest::newRow("-a with a trailing blank: a trailing empty argument")
             << QStringList{e, QStringLiteral("603"), a, QStringLiteral("a b ")} << readyResult()
-            << QStringList{
-                       executeRequest(603, {QStringLiteral("a"), QStringLiteral("b"), QString()})};
+            << QStringList{Requests::recordedCommand(
+                       603, {QStringLiteral("a"), QStringLiteral("b"), QString()})};
     QTest::newRow("-a two blanks: three empty arguments")
             << QStringList{e, QStringLiteral("603"), a, QStringLiteral("  ")} << readyResult()
-            << QStringList{executeRequest(603, {QString(), QString(), QString()})};
+            << QStringList{Requests::recordedCommand(603, {QString(), QString(), QString()})};
     QTest::newRow("-a with a tab: one argument, the tab kept")
             << QStringList{e, QStringLiteral("603"), a, QStringLiteral("a\tb")} << readyResult()
-            << QStringList{executeRequest(603, {QStringLiteral("a\tb")})};
+            << QStringList{Requests::recordedCommand(603, {QStringLiteral("a\tb")})};
     QTest::newRow("-a -l: -l is the value, not an option")
             << QStringList{e, QStringLiteral("603"), a, l} << readyResult()
-            << QStringList{executeRequest(603, {l})};
+            << QStringList{Requests::recordedCommand(603, {l})};
     QTest::newRow("-a non-ASCII: sent unchanged as UTF-8")
             << QStringList{e, QStringLiteral("603"), a, QStringLiteral("åäö ⠃⠗")} << readyResult()
-            << QStringList{executeRequest(603, {QStringLiteral("åäö"), QStringLiteral("⠃⠗")})};
+            << QStringList{Requests::recordedCommand(
+                       603, {QStringLiteral("åäö"), QStringLiteral("⠃⠗")})};
 
     QTest::newRow("-e 3 with -l and -c 2: only the execution, unknown")
             << QStringList{e, QStringLiteral("3"), l, c, QStringLiteral("2")}
             << LogMessages{unknownCommand(3)} << QStringList();
     QTest::newRow("-e 603 with -l and -c 2: only the execution")
             << QStringList{l, c, QStringLiteral("2"), e, QStringLiteral("603")} << readyResult()
-            << QStringList{executeRequest(603, {})};
+            << QStringList{Requests::recordedCommand(603, {})};
     QTest::newRow("-l with -c 2: the categories only")
             << QStringList{l, c, QStringLiteral("2")} << categoriesListing()
-            << QStringList{categoriesRequest()};
+            << QStringList{Requests::recordedCategories()};
     QTest::newRow("-c 2 before -l: the categories only")
             << QStringList{c, QStringLiteral("2"), l} << categoriesListing()
-            << QStringList{categoriesRequest()};
+            << QStringList{Requests::recordedCategories()};
     QTest::newRow("-l with a bad -c value: the categories only, no -c error")
             << QStringList{l, c, QStringLiteral("x")} << categoriesListing()
-            << QStringList{categoriesRequest()};
+            << QStringList{Requests::recordedCategories()};
     QTest::newRow("-e with a bad -c value: no -c error")
             << QStringList{e, QStringLiteral("603"), c, QString()} << readyResult()
-            << QStringList{executeRequest(603, {})};
+            << QStringList{Requests::recordedCommand(603, {})};
 
     QTest::newRow("-e twice: the last one")
             << QStringList{e, QStringLiteral("601"), e, QStringLiteral("603")} << readyResult()
-            << QStringList{executeRequest(603, {})};
+            << QStringList{Requests::recordedCommand(603, {})};
     QTest::newRow("-e twice, the last one bad: invalid")
             << QStringList{e, QStringLiteral("601"), e, QStringLiteral("x")}
             << LogMessages{mainError("Invalid command specified."), unknownCommand(0)}
@@ -247,10 +248,11 @@ void TestCommandLine::dispatch_data()
     QTest::newRow("-a twice: the last one")
             << QStringList{e, QStringLiteral("603"),   a, QStringLiteral("first one"),
                            a, QStringLiteral("second")}
-            << readyResult() << QStringList{executeRequest(603, {QStringLiteral("second")})};
+            << readyResult()
+            << QStringList{Requests::recordedCommand(603, {QStringLiteral("second")})};
     QTest::newRow("-c twice: the last one")
             << QStringList{c, QStringLiteral("1"), c, QStringLiteral("6")} << ipcListing()
-            << QStringList{commandsRequest(QStringLiteral("IpcCommandId"))};
+            << QStringList{Requests::recordedCommands(QStringLiteral("IpcCommandId"))};
 
     QTest::newRow("-c empty: both errors, category 0 unknown and not asked for")
             << QStringList{c, QString()}
@@ -263,22 +265,23 @@ void TestCommandLine::dispatch_data()
             << QStringList();
     QTest::newRow("-c 6: the commands of category 6")
             << QStringList{c, QStringLiteral("6")} << ipcListing()
-            << QStringList{commandsRequest(QStringLiteral("IpcCommandId"))};
+            << QStringList{Requests::recordedCommands(QStringLiteral("IpcCommandId"))};
 
     QTest::newRow("long options: --executeCommand with --arguments")
             << QStringList{QStringLiteral("--executeCommand"), QStringLiteral("603"),
                            QStringLiteral("--arguments"), QStringLiteral("a b")}
             << readyResult()
-            << QStringList{executeRequest(603, {QStringLiteral("a"), QStringLiteral("b")})};
+            << QStringList{
+                       Requests::recordedCommand(603, {QStringLiteral("a"), QStringLiteral("b")})};
     QTest::newRow("long option with an equals sign")
             << QStringList{QStringLiteral("--executeCommand=603")} << readyResult()
-            << QStringList{executeRequest(603, {})};
+            << QStringList{Requests::recordedCommand(603, {})};
     QTest::newRow("long options: --listCategories")
             << QStringList{QStringLiteral("--listCategories")} << categoriesListing()
-            << QStringList{categoriesRequest()};
+            << QStringList{Requests::recordedCategories()};
     QTest::newRow("long options: --listCommands")
             << QStringList{QStringLiteral("--listCommands"), QStringLiteral("6")} << ipcListing()
-            << QStringList{commandsRequest(QStringLiteral("IpcCommandId"))};
+            << QStringList{Requests::recordedCommands(QStringLiteral("IpcCommandId"))};
 }
 
 void TestCommandLine::dispatch()
@@ -435,10 +438,10 @@ void TestCommandLine::loggingRules_data()
             << QStringList();
     QTest::newRow("debug off: the listing goes")
             << noDebug << QStringList{QStringLiteral("-l")} << LogMessages()
-            << QStringList{categoriesRequest()};
+            << QStringList{Requests::recordedCategories()};
     QTest::newRow("debug off: the result goes")
             << noDebug << QStringList{QStringLiteral("-e"), QStringLiteral("601")} << LogMessages()
-            << QStringList{executeRequest(601, {})};
+            << QStringList{Requests::recordedCommand(601, {})};
     QTest::newRow("critical off: the help screen stays, its error goes")
             << noCritical << QStringList() << helpScreen() << QStringList();
     QTest::newRow("critical off: the unknown category goes")
@@ -491,15 +494,15 @@ void TestCommandLine::messageContext_data()
                                  << QStringList{QStringLiteral("CommandParser::executeCommand")};
     QTest::newRow("failed execution")
             << QStringList{QStringLiteral("-e"), QStringLiteral("601")}
-            << answering(execute, failedResponse)
+            << Scripts::answering(execute, failedResponse)
             << QStringList{QStringLiteral("CommandHandler::executeCommand")};
     QTest::newRow("failed category query")
             << QStringList{QStringLiteral("-l")}
-            << answering(QStringLiteral("GetCommandCategories"), failedResponse)
+            << Scripts::answering(QStringLiteral("GetCommandCategories"), failedResponse)
             << QStringList{QStringLiteral("CommandHandler::getCommandCategories")} + categoryLines;
     QTest::newRow("failed command query")
             << QStringList{QStringLiteral("-c"), QStringLiteral("6")}
-            << answering(QStringLiteral("GetCommands"), failedResponse)
+            << Scripts::answering(QStringLiteral("GetCommands"), failedResponse)
             << QStringList{QStringLiteral("CommandHandler::getCommands")} + ipcLines;
     QTest::newRow("unknown category")
             << QStringList{QStringLiteral("-c"), QStringLiteral("0")} << everyAnswer
@@ -529,8 +532,8 @@ void TestCommandLine::messageContext()
         const QString &file = parts.at(0);
         const QString &function = functions.at(i);
         QCOMPARE(parts.at(2), function);
-        QVERIFY2(parts.at(1).toInt() > 0, qPrintable(lines.at(i)));
-        QVERIFY2(file.endsWith(QLatin1String(".cpp")), qPrintable(lines.at(i)));
+        QVERIFY2(parts.at(1).toInt() > 0, lines.at(i).constData());
+        QVERIFY2(file.endsWith(QLatin1String(".cpp")), lines.at(i).constData());
         if (function.startsWith(QLatin1String("CommandParser::"))) {
             QVERIFY2(file.endsWith(QLatin1String("/CommandParser.cpp")), qPrintable(file));
         } else if (function.startsWith(QLatin1String("CommandHandler::"))) {

@@ -41,7 +41,8 @@ LogMessage processingFailed()
 // A successful answer whose details are the JSON object given.
 QByteArray withDetails(const QByteArray &details)
 {
-    return answering(execute, QByteArrayLiteral(R"({"resultId": "Success", "errorId": "NoError", )")
+    return Scripts::answering(execute,
+                              QByteArrayLiteral(R"({"resultId": "Success", "errorId": "NoError", )")
                                       + QByteArrayLiteral("\"details\": ") + details
                                       + QByteArrayLiteral("}"));
 }
@@ -62,67 +63,71 @@ void TestExecution::cleanupTestCase()
 void TestExecution::successTest_data()
 {
     addScriptedRowColumns();
-    const QStringList sent = {executeRequest(601, {})};
+    const QStringList sent = {Requests::recordedCommand(601, {})};
     const LogMessages ready = {resultLine(QStringLiteral("state"), QStringLiteral("ready"))};
     const LogMessages failed = {processingFailed()};
 
     QTest::newRow("success with error id: details written")
-            << ping << answering(execute, R"({"resultId": "Success", "errorId": "NoError",
+            << ping << Scripts::answering(execute, R"({"resultId": "Success", "errorId": "NoError",
                                       "details": {"state": "ready"}})")
             << ready << sent;
     QTest::newRow("success without error id: failure")
             << ping
-            << answering(execute, R"({"resultId": "Success", "details": {"state": "ready"}})")
+            << Scripts::answering(execute,
+                                  R"({"resultId": "Success", "details": {"state": "ready"}})")
             << failed << sent;
     QTest::newRow("success in lower case: failure")
-            << ping << answering(execute, R"({"resultId": "success", "errorId": "NoError",
+            << ping << Scripts::answering(execute, R"({"resultId": "success", "errorId": "NoError",
                                       "details": {"state": "ready"}})")
             << failed << sent;
     QTest::newRow("success in upper case: failure")
-            << ping << answering(execute, R"({"resultId": "SUCCESS", "errorId": "NoError",
+            << ping << Scripts::answering(execute, R"({"resultId": "SUCCESS", "errorId": "NoError",
                                       "details": {"state": "ready"}})")
             << failed << sent;
     QTest::newRow("success with a trailing blank: failure")
-            << ping << answering(execute, R"({"resultId": "Success ", "errorId": "NoError",
+            << ping << Scripts::answering(execute, R"({"resultId": "Success ", "errorId": "NoError",
                                       "details": {"state": "ready"}})")
             << failed << sent;
     QTest::newRow("result id missing: failure")
             << ping
-            << answering(execute, R"({"errorId": "NoError", "details": {"state": "ready"}})")
+            << Scripts::answering(execute,
+                                  R"({"errorId": "NoError", "details": {"state": "ready"}})")
             << failed << sent;
     QTest::newRow("result id a number: failure")
-            << ping << answering(execute, R"({"resultId": 1, "errorId": "NoError",
+            << ping << Scripts::answering(execute, R"({"resultId": 1, "errorId": "NoError",
                                       "details": {"state": "ready"}})")
             << failed << sent;
     QTest::newRow("failure answer: failure")
-            << ping << answering(execute, R"({"resultId": "Failure", "errorId": "Busy"})") << failed
-            << sent;
-    QTest::newRow("empty response: failure") << ping << answering(execute, "{}") << failed << sent;
+            << ping << Scripts::answering(execute, R"({"resultId": "Failure", "errorId": "Busy"})")
+            << failed << sent;
+    QTest::newRow("empty response: failure")
+            << ping << Scripts::answering(execute, "{}") << failed << sent;
     QTest::newRow("error id naming an error: still a success, its value unread")
-            << ping << answering(execute, R"({"resultId": "Success", "errorId": "Busy",
+            << ping << Scripts::answering(execute, R"({"resultId": "Success", "errorId": "Busy",
                                       "details": {"state": "ready"}})")
             << ready << sent;
     QTest::newRow("error id empty text: present, a success")
-            << ping << answering(execute, R"({"resultId": "Success", "errorId": "",
+            << ping << Scripts::answering(execute, R"({"resultId": "Success", "errorId": "",
                                       "details": {"state": "ready"}})")
             << ready << sent;
     QTest::newRow("error id a number: present, a success")
-            << ping << answering(execute, R"({"resultId": "Success", "errorId": 0,
+            << ping << Scripts::answering(execute, R"({"resultId": "Success", "errorId": 0,
                                       "details": {"state": "ready"}})")
             << ready << sent;
     QTest::newRow("D-Bus error instead of an answer: failure")
             << ping
-            << answering(execute,
-                         R"({"$error": {"name": "se.tarnvik.Error.Busy", "message": "busy"}})")
+            << Scripts::answering(
+                       execute,
+                       R"({"$error": {"name": "se.tarnvik.Error.Busy", "message": "busy"}})")
             << failed << sent;
     QTest::newRow("no answer within the bus's time-out: failure")
-            << ping << answering(execute, R"({"$noReply": true})") << failed << sent;
+            << ping << Scripts::answering(execute, R"({"$noReply": true})") << failed << sent;
     QTest::newRow("peer out of answers: failure") << ping << QByteArray("{}") << failed << sent;
     QTest::newRow("reply of another signature: failure")
-            << ping << answering(execute, R"({"$reply": "s", "value": "Success"})") << failed
-            << sent;
+            << ping << Scripts::answering(execute, R"({"$reply": "s", "value": "Success"})")
+            << failed << sent;
     QTest::newRow("reply without arguments: failure")
-            << ping << answering(execute, R"({"$reply": ""})") << failed << sent;
+            << ping << Scripts::answering(execute, R"({"$reply": ""})") << failed << sent;
 }
 
 void TestExecution::successTest()
@@ -143,7 +148,7 @@ void TestExecution::commandNumbers_data()
             QTest::addRow("%d %s of category %d: sent", command.value, qPrintable(command.name),
                           category)
                     << QStringList{QStringLiteral("-e"), QString::number(command.value)} << ready
-                    << readyLine << QStringList{executeRequest(command.value, {})};
+                    << readyLine << QStringList{Requests::recordedCommand(command.value, {})};
         }
     }
 
@@ -158,8 +163,8 @@ void TestExecution::commandNumbers_data()
             << QStringList{QStringLiteral("-e"), QStringLiteral("603"), QStringLiteral("-a"),
                            QStringLiteral("a  b")}
             << ready << readyLine
-            << QStringList{
-                       executeRequest(603, {QStringLiteral("a"), QString(), QStringLiteral("b")})};
+            << QStringList{Requests::recordedCommand(
+                       603, {QStringLiteral("a"), QString(), QStringLiteral("b")})};
     QTest::newRow("arguments of an unknown number: not sent")
             << QStringList{QStringLiteral("-e"), QStringLiteral("999"), QStringLiteral("-a"),
                            QStringLiteral("a b")}
@@ -174,22 +179,24 @@ void TestExecution::commandNumbers()
 void TestExecution::resultFields_data()
 {
     addScriptedRowColumns();
-    const QStringList sent = {executeRequest(601, {})};
+    const QStringList sent = {Requests::recordedCommand(601, {})};
     auto line = [](const char *key, const char *value) {
         return resultLine(QString::fromUtf8(key), QString::fromUtf8(value));
     };
 
     QTest::newRow("details missing: the whole response")
             << ping
-            << answering(execute, R"({"resultId": "Success", "errorId": "NoError", "extra": "x"})")
+            << Scripts::answering(execute,
+                                  R"({"resultId": "Success", "errorId": "NoError", "extra": "x"})")
             << LogMessages{line("errorId", "NoError"), line("extra", "x"),
                            line("resultId", "Success")}
             << sent;
     QTest::newRow("details missing, nothing else: result id and error id")
-            << ping << answering(execute, R"({"resultId": "Success", "errorId": "NoError"})")
+            << ping
+            << Scripts::answering(execute, R"({"resultId": "Success", "errorId": "NoError"})")
             << LogMessages{line("errorId", "NoError"), line("resultId", "Success")} << sent;
     QTest::newRow("details missing: fields of every kind")
-            << ping << answering(execute, R"({"resultId": "Success", "errorId": "NoError",
+            << ping << Scripts::answering(execute, R"({"resultId": "Success", "errorId": "NoError",
                                       "nested": {"a": "b"}, "count": 3})")
             << LogMessages{line("count", "3"), line("errorId", "NoError"),
                            line("resultId", "Success")}
@@ -264,7 +271,7 @@ void TestExecution::peerGone_data()
     QTest::addColumn<QStringList>("requests");
 
     QTest::newRow("peer leaves the bus without answering")
-            << true << QStringList{executeRequest(601, {})};
+            << true << QStringList{Requests::recordedCommand(601, {})};
     QTest::newRow("no peer on the bus") << false << QStringList();
 }
 
@@ -277,7 +284,7 @@ void TestExecution::peerGone()
     for (MessagePattern pattern : {MessagePattern::Default, MessagePattern::Context}) {
         ToolRunner runner(m_bus);
         if (peerStarted) {
-            QVERIFY2(runner.startScripted(answering(execute, R"({"$exit": true})")),
+            QVERIFY2(runner.startScripted(Scripts::answering(execute, R"({"$exit": true})")),
                      qPrintable(runner.errorString()));
         }
         const ToolRun run = runner.run(ping, pattern);

@@ -53,12 +53,13 @@ QByteArray success(const QByteArray &payload)
 
 QByteArray withDetails(const QByteArray &details)
 {
-    return answering(execute, success(QByteArrayLiteral("\"details\": ") + details));
+    return Scripts::answering(execute, success(QByteArrayLiteral("\"details\": ") + details));
 }
 
 QByteArray ipcCommands(const QByteArray &entries)
 {
-    return answering(commandsQuery, success(QByteArrayLiteral("\"commands\": ") + entries));
+    return Scripts::answering(commandsQuery,
+                              success(QByteArrayLiteral("\"commands\": ") + entries));
 }
 
 LogMessage categoriesFailed()
@@ -116,10 +117,10 @@ void TestFaultMatrix::cleanupTestCase()
 void TestFaultMatrix::replies_data()
 {
     addScriptedRowColumns();
-    const QStringList sentPing = {executeRequest(601, {})};
-    const QStringList sentCategories = {categoriesRequest()};
+    const QStringList sentPing = {Requests::recordedCommand(601, {})};
+    const QStringList sentCategories = {Requests::recordedCategories()};
     const QStringList ipc = {QStringLiteral("-c"), QStringLiteral("6")};
-    const QStringList sentIpc = {commandsRequest(QStringLiteral("IpcCommandId"))};
+    const QStringList sentIpc = {Requests::recordedCommands(QStringLiteral("IpcCommandId"))};
 
     // Under the response's map a details value sits at level 6; each list adds 2.
     QTest::newRow("details nested to level 64: accepted, the deep value skipped")
@@ -140,10 +141,10 @@ void TestFaultMatrix::replies_data()
                            resultLine(QStringLiteral("signature"), QStringLiteral("a{sv}"))}
             << sentPing;
     QTest::newRow("category list a string where a list belongs: as empty")
-            << list << answering(categoriesQuery, success(R"("commandCategories": "x")"))
+            << list << Scripts::answering(categoriesQuery, success(R"("commandCategories": "x")"))
             << unlistedEntries(categoryEnumerators()) << sentCategories;
     QTest::newRow("command list a map where a list belongs: as empty")
-            << ipc << answering(commandsQuery, success(R"("commands": {"id": "Ping"})"))
+            << ipc << Scripts::answering(commandsQuery, success(R"("commands": {"id": "Ping"})"))
             << unlistedEntries(commandEnumerators(6)) << sentIpc;
     QTest::newRow("description a map where a string belongs: empty description")
             << ipc << ipcCommands(R"([{"id": "Ping", "description": {"text": "Answers"}}])")
@@ -182,13 +183,13 @@ void TestFaultMatrix::shell_data()
     const QString many = words(10000);
     QTest::newRow("-a with 10,000 words: 10,000 arguments sent")
             << QStringList{e, QStringLiteral("603"), a, many} << echoed << echoedLine
-            << QStringList{executeRequest(603, many.split(QLatin1Char(' ')))};
+            << QStringList{Requests::recordedCommand(603, many.split(QLatin1Char(' ')))};
     // Linux passes no single argument longer than 128 KiB, its NUL included, so -a never carries
     // more text than this.
     const QString longest(128 * 1024 - 1, QLatin1Char('m'));
     QTest::newRow("-a with 128 KiB of text, the longest argument: sent whole")
             << QStringList{e, QStringLiteral("603"), a, longest} << echoed << echoedLine
-            << QStringList{executeRequest(603, {longest})};
+            << QStringList{Requests::recordedCommand(603, {longest})};
     QTest::newRow("-e -0: command 0, unknown and not sent")
             << QStringList{e, QStringLiteral("-0")} << echoed << LogMessages{unknownCommand(0)}
             << QStringList();
@@ -201,7 +202,8 @@ void TestFaultMatrix::shell_data()
     QTest::newRow("unquoted words after -a: only the first is the value")
             << QStringList{e, QStringLiteral("603"), a, QStringLiteral("hello"),
                            QStringLiteral("world")}
-            << echoed << echoedLine << QStringList{executeRequest(603, {QStringLiteral("hello")})};
+            << echoed << echoedLine
+            << QStringList{Requests::recordedCommand(603, {QStringLiteral("hello")})};
 }
 
 void TestFaultMatrix::shell()
@@ -231,7 +233,7 @@ void TestFaultMatrix::busExitsMidCall()
     options.replyTimeoutMs = 60000;
     QVERIFY2(bus.start(options), qPrintable(bus.errorString()));
     ToolRunner runner(bus);
-    QVERIFY2(runner.startScripted(answering(categoriesQuery, R"({"$noReply": true})")),
+    QVERIFY2(runner.startScripted(Scripts::answering(categoriesQuery, R"({"$noReply": true})")),
              qPrintable(runner.errorString()));
 
     TiedProcess tool;
@@ -255,7 +257,7 @@ void TestFaultMatrix::busExitsMidCall()
             break;
         QTest::qSleep(50);
     }
-    QCOMPARE(requests, QStringList{categoriesRequest()});
+    QCOMPARE(requests, QStringList{Requests::recordedCategories()});
     bus.stop();
 
     QVERIFY(tool.waitForFinished(boundMs));
@@ -277,7 +279,7 @@ void TestFaultMatrix::busGoneBetweenTwoRuns()
                  qPrintable(runner.errorString()));
         verifyLoggedRuns(runner, ping,
                          {resultLine(QStringLiteral("state"), QStringLiteral("ready"))},
-                         {executeRequest(601, {})}, samePlace);
+                         {Requests::recordedCommand(601, {})}, samePlace);
     }
     bus.stop();
 
@@ -309,7 +311,7 @@ void TestFaultMatrix::bytesThatAreNotUtf8()
             = QStringLiteral("a") + QChar(0xfffd) + QStringLiteral("b") + QChar(0xfffd);
     verifyLoggedRuns(runner, {e, QStringLiteral("603")},
                      {resultLine(QStringLiteral("text"), QStringLiteral("echoed"))},
-                     {executeRequest(603, {replaced})});
+                     {Requests::recordedCommand(603, {replaced})});
 }
 
 QTEST_GUILESS_MAIN(TestFaultMatrix)

@@ -42,9 +42,10 @@ QByteArray catalogueAnswer(const QString &query, const QByteArray &entries)
 {
     const QString payload = query == categoriesQuery ? QStringLiteral("commandCategories")
                                                      : QStringLiteral("commands");
-    return answering(query, QByteArrayLiteral(R"({"resultId": "Success", "errorId": "NoError", ")")
-                                    + payload.toUtf8() + QByteArrayLiteral("\": ") + entries
-                                    + QByteArrayLiteral("}"));
+    return Scripts::answering(
+            query, QByteArrayLiteral(R"({"resultId": "Success", "errorId": "NoError", ")")
+                           + payload.toUtf8() + QByteArrayLiteral("\": ") + entries
+                           + QByteArrayLiteral("}"));
 }
 
 QString describe(const Enumerator &enumerator)
@@ -117,7 +118,7 @@ void TestListing::categories_data()
 {
     addScriptedRowColumns();
     const QStringList l = {QStringLiteral("-l")};
-    const QStringList sent = {categoriesRequest()};
+    const QStringList sent = {Requests::recordedCategories()};
     const QList<Enumerator> categories = categoryEnumerators();
     const LogMessages noneListed = unlistedEntries(categories);
     const QByteArray ipcEntry = entry(QStringLiteral("IpcCommandId"));
@@ -135,30 +136,34 @@ void TestListing::categories_data()
                                                 QStringLiteral("( a: b )"))}
             << sent;
     QTest::newRow("failed query: processing error, every category without texts")
-            << l << answering(categoriesQuery, R"({"resultId": "Failure", "errorId": "Busy"})")
+            << l
+            << Scripts::answering(categoriesQuery, R"({"resultId": "Failure", "errorId": "Busy"})")
             << LogMessages{queryError(categoriesFunction,
                                       "Processing GetCommandCategories failed!")}
                        + noneListed
             << sent;
     QTest::newRow("success without error id: processing error")
             << l
-            << answering(categoriesQuery, QByteArrayLiteral(R"({"resultId": "Success", )")
-                                                  + R"("commandCategories": )"
-                                                  + everyEntryReversed(categories) + "}")
+            << Scripts::answering(categoriesQuery, QByteArrayLiteral(R"({"resultId": "Success", )")
+                                                           + R"("commandCategories": )"
+                                                           + everyEntryReversed(categories) + "}")
             << LogMessages{queryError(categoriesFunction,
                                       "Processing GetCommandCategories failed!")}
                        + noneListed
             << sent;
     QTest::newRow("D-Bus error: processing error")
             << l
-            << answering(categoriesQuery,
-                         R"({"$error": {"name": "se.tarnvik.Error.Busy", "message": "busy"}})")
+            << Scripts::answering(
+                       categoriesQuery,
+                       R"({"$error": {"name": "se.tarnvik.Error.Busy", "message": "busy"}})")
             << LogMessages{queryError(categoriesFunction,
                                       "Processing GetCommandCategories failed!")}
                        + noneListed
             << sent;
     QTest::newRow("success without the category list: categories not found")
-            << l << answering(categoriesQuery, R"({"resultId": "Success", "errorId": "NoError"})")
+            << l
+            << Scripts::answering(categoriesQuery,
+                                  R"({"resultId": "Success", "errorId": "NoError"})")
             << LogMessages{queryError(categoriesFunction, "Command categories not found!")}
                        + noneListed
             << sent;
@@ -215,10 +220,10 @@ void TestListing::commands_data()
                       qPrintable(name))
                 << QStringList{c, QString::number(category)}
                 << catalogueAnswer(commandsQuery, everyEntryReversed(commands))
-                << everyEntryListed(commands) << QStringList{commandsRequest(name)};
+                << everyEntryListed(commands) << QStringList{Requests::recordedCommands(name)};
         QTest::addRow("-c %d: empty catalogue, every command without texts", category)
                 << QStringList{c, QString::number(category)} << catalogueAnswer(commandsQuery, "[]")
-                << unlistedEntries(commands) << QStringList{commandsRequest(name)};
+                << unlistedEntries(commands) << QStringList{Requests::recordedCommands(name)};
     }
 
     const QByteArray emptyCatalogue = catalogueAnswer(commandsQuery, "[]");
@@ -229,21 +234,22 @@ void TestListing::commands_data()
     }
 
     const QStringList ipc = {c, QStringLiteral("6")};
-    const QStringList sent = {commandsRequest(QStringLiteral("IpcCommandId"))};
+    const QStringList sent = {Requests::recordedCommands(QStringLiteral("IpcCommandId"))};
     const QList<Enumerator> ipcCommands = commandEnumerators(6);
     const LogMessages noneListed = unlistedEntries(ipcCommands);
     const QByteArray echoEntry = entry(QStringLiteral("Echo"));
 
     QTest::newRow("failed query: processing error naming the category query")
-            << ipc << answering(commandsQuery, R"({"resultId": "Failure", "errorId": "Busy"})")
+            << ipc
+            << Scripts::answering(commandsQuery, R"({"resultId": "Failure", "errorId": "Busy"})")
             << LogMessages{queryError(commandsFunction, "Processing GetCommandCategories failed!")}
                        + noneListed
             << sent;
     QTest::newRow("success in lower case: processing error")
             << ipc
-            << answering(commandsQuery, QByteArrayLiteral(R"({"resultId": "success", )")
-                                                + R"("errorId": "NoError", "commands": )"
-                                                + everyEntryReversed(ipcCommands) + "}")
+            << Scripts::answering(commandsQuery, QByteArrayLiteral(R"({"resultId": "success", )")
+                                                         + R"("errorId": "NoError", "commands": )"
+                                                         + everyEntryReversed(ipcCommands) + "}")
             << LogMessages{queryError(commandsFunction, "Processing GetCommandCategories failed!")}
                        + noneListed
             << sent;
@@ -253,7 +259,8 @@ void TestListing::commands_data()
                        + noneListed
             << sent;
     QTest::newRow("success without the command list: commands not found")
-            << ipc << answering(commandsQuery, R"({"resultId": "Success", "errorId": "NoError"})")
+            << ipc
+            << Scripts::answering(commandsQuery, R"({"resultId": "Success", "errorId": "NoError"})")
             << LogMessages{queryError(commandsFunction, "Commands not found!")} + noneListed
             << sent;
     QTest::newRow("command list a text: as empty, no query message")
@@ -437,7 +444,7 @@ void TestListing::signatures()
     ToolRunner runner(m_bus);
     QVERIFY2(runner.startScripted(script), qPrintable(runner.errorString()));
     verifyLoggedRuns(runner, {QStringLiteral("-c"), QStringLiteral("6")}, messages,
-                     {commandsRequest(QStringLiteral("IpcCommandId"))});
+                     {Requests::recordedCommands(QStringLiteral("IpcCommandId"))});
 }
 
 QTEST_GUILESS_MAIN(TestListing)

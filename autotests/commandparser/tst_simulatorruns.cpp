@@ -39,12 +39,12 @@ void TestSimulatorRuns::run_data()
 
     QTest::newRow("-l: the categories")
             << QStringList{QStringLiteral("-l")} << QStringLiteral("listing-categories.txt")
-            << QStringList{categoriesRequest()};
+            << QStringList{Requests::recordedCategories()};
     for (int category = 1; category <= 6; ++category) {
         QTest::addRow("-c %d: the commands of %s", category, qPrintable(categoryName(category)))
                 << QStringList{QStringLiteral("-c"), QString::number(category)}
                 << QStringLiteral("listing-category-%1.txt").arg(category)
-                << QStringList{commandsRequest(categoryName(category))};
+                << QStringList{Requests::recordedCommands(categoryName(category))};
     }
     QTest::newRow("-c 0: unknown category")
             << QStringList{QStringLiteral("-c"), QStringLiteral("0")}
@@ -58,13 +58,13 @@ void TestSimulatorRuns::run_data()
 
     QTest::newRow("-e 601: Ping") << QStringList{QStringLiteral("-e"), QStringLiteral("601")}
                                   << QStringLiteral("run-ping.txt")
-                                  << QStringList{executeRequest(601, {})};
+                                  << QStringList{Requests::recordedCommand(601, {})};
     QTest::newRow("-e 603 -a 'a  b': Echo keeps both blanks")
             << QStringList{QStringLiteral("-e"), QStringLiteral("603"), QStringLiteral("-a"),
                            QStringLiteral("a  b")}
             << QStringLiteral("run-echo.txt")
-            << QStringList{
-                       executeRequest(603, {QStringLiteral("a"), QString(), QStringLiteral("b")})};
+            << QStringList{Requests::recordedCommand(
+                       603, {QStringLiteral("a"), QString(), QStringLiteral("b")})};
     QTest::newRow("-e 999: unknown command")
             << QStringList{QStringLiteral("-e"), QStringLiteral("999")}
             << QStringLiteral("run-unknown-command.txt") << QStringList();
