@@ -1,7 +1,7 @@
 #include "dbus/CommandHandler.h"
 #include "messagelog.h"
 #include "requests.h"
-#include "scriptedsimulator.h"
+#include "scriptedpeertestcase.h"
 #include "testbus.h"
 
 #include <ls/dbusservice.h>
@@ -90,16 +90,14 @@ QString request(const QByteArray &json)
 
 } // namespace
 
-class TestCommandHandler : public QObject
+class TestCommandHandler : public ScriptedPeerTestCase
 {
     Q_OBJECT
 
-private Q_SLOTS:
-    void initTestCase();
-    void cleanupTestCase();
-    void init();
-    void cleanup();
+public:
+    TestCommandHandler() : ScriptedPeerTestCase(QStringLiteral(COMMAND_HANDLER_SIM)) { }
 
+private Q_SLOTS:
     void sendRequest_data();
     void sendRequest();
     void getCommandCategories_data();
@@ -110,17 +108,14 @@ private Q_SLOTS:
     void executeCommand();
 
 private:
-    TestBus m_bus;
-    std::unique_ptr<ScriptedSimulator> m_peer;
+    void createObjects() override;
+    void deleteObjects() override;
+
     CommandHandler *m_handler = nullptr;
 };
 
-void TestCommandHandler::initTestCase()
+void TestCommandHandler::createObjects()
 {
-    QVERIFY2(m_bus.start(), qPrintable(m_bus.errorString()));
-    m_bus.exportToProcess();
-    m_peer = std::make_unique<ScriptedSimulator>(m_bus, QStringLiteral(COMMAND_HANDLER_SIM));
-
     // The constructor is what makes the service known to the process-wide store.
     ls::DBusServiceStore *store = ls::DBusServiceStore::instance();
     QVERIFY(store->getService(ls::ServiceId::CommandHandler)->serviceId().isEmpty());
@@ -130,23 +125,9 @@ void TestCommandHandler::initTestCase()
              ls::ServiceId::CommandHandler);
 }
 
-void TestCommandHandler::cleanupTestCase()
+void TestCommandHandler::deleteObjects()
 {
-    m_peer.reset();
     delete m_handler;
-    m_bus.stop();
-}
-
-void TestCommandHandler::init()
-{
-    MessageLog::install();
-}
-
-void TestCommandHandler::cleanup()
-{
-    MessageLog::reset();
-    // Stopped after every row, so that the next row's peer is the one that answers.
-    m_peer->stop();
 }
 
 void TestCommandHandler::sendRequest_data()
@@ -171,9 +152,9 @@ void TestCommandHandler::sendRequest()
     QFETCH(QVariantMap, request);
     QFETCH(QString, expectedRequest);
 
-    QVERIFY2(m_peer->startScripted(
+    QVERIFY2(m_peer.startScripted(
                      answer(R"({"resultId": "Success", "errorId": "NoError", "n": 3})")),
-             qPrintable(m_peer->errorString()));
+             qPrintable(m_peer.errorString()));
     const QVariantMap response = m_handler->sendRequest(request);
 
     QCOMPARE(response, (QVariantMap{{ls::resultIdKey, ls::ResultId::Success},
@@ -181,7 +162,7 @@ void TestCommandHandler::sendRequest()
                                     {QStringLiteral("n"), 3}}));
     // The caller's map now holds the sender id too.
     QCOMPARE(request.value(ls::senderIdKey), QVariant(ls::ServiceId::CommandHandler));
-    QCOMPARE(m_peer->requests(), QStringList{expectedRequest});
+    QCOMPARE(m_peer.requests(), QStringList{expectedRequest});
     QCOMPARE(MessageLog::messages(), QStringList());
 }
 
@@ -222,10 +203,10 @@ void TestCommandHandler::getCommandCategories()
     QFETCH(QVariantList, expected);
     QFETCH(QStringList, expectedMessages);
 
-    QVERIFY2(m_peer->startScripted(script), qPrintable(m_peer->errorString()));
+    QVERIFY2(m_peer.startScripted(script), qPrintable(m_peer.errorString()));
     QCOMPARE(m_handler->getCommandCategories(), expected);
     QCOMPARE(MessageLog::messages(), expectedMessages);
-    QCOMPARE(m_peer->requests(), QStringList{Requests::recordedCategories()});
+    QCOMPARE(m_peer.requests(), QStringList{Requests::recordedCategories()});
 }
 
 void TestCommandHandler::getCommands_data()
@@ -273,11 +254,11 @@ void TestCommandHandler::getCommands()
     QFETCH(QVariantList, expected);
     QFETCH(QStringList, expectedMessages);
 
-    QVERIFY2(m_peer->startScripted(script), qPrintable(m_peer->errorString()));
+    QVERIFY2(m_peer.startScripted(script), qPrintable(m_peer.errorString()));
     QCOMPARE(m_handler->getCommands(category), expected);
     QCOMPARE(MessageLog::messages(), expectedMessages);
 
-    QCOMPARE(m_peer->requests(), QStringList{Requests::recordedCommands(category)});
+    QCOMPARE(m_peer.requests(), QStringList{Requests::recordedCommands(category)});
 }
 
 void TestCommandHandler::executeCommand_data()
@@ -352,10 +333,10 @@ void TestCommandHandler::executeCommand()
     QFETCH(QStringList, expectedMessages);
     QFETCH(QStringList, expectedRequests);
 
-    QVERIFY2(m_peer->startScripted(script), qPrintable(m_peer->errorString()));
+    QVERIFY2(m_peer.startScripted(script), qPrintable(m_peer.errorString()));
     QCOMPARE(m_handler->executeCommand(commandId, args), expected);
     QCOMPARE(MessageLog::messages(), expectedMessages);
-    QCOMPARE(m_peer->requests(), expectedRequests);
+    QCOMPARE(m_peer.requests(), expectedRequests);
 }
 
 QTEST_GUILESS_MAIN(TestCommandHandler)

@@ -1,8 +1,7 @@
 #include "CommandParser.h"
 #include "parsermessages.h"
 #include "requests.h"
-#include "scriptedsimulator.h"
-#include "testbus.h"
+#include "scriptedpeertestcase.h"
 
 #include <ls/commandids.h>
 #include <ls/metaenum.h>
@@ -46,16 +45,14 @@ const QString commandsFailed = critical(
 // CommandParser's three operations in the test's own process against a scripted peer on a
 // private bus: the messages it logs and the requests the peer records.
 // TestCommandParser is the friend CommandParser names.
-class TestCommandParser : public QObject
+class TestCommandParser : public ScriptedPeerTestCase
 {
     Q_OBJECT
 
-private Q_SLOTS:
-    void initTestCase();
-    void cleanupTestCase();
-    void init();
-    void cleanup();
+public:
+    TestCommandParser() : ScriptedPeerTestCase(QStringLiteral(COMMAND_HANDLER_SIM)) { }
 
+private Q_SLOTS:
     void listCategories_data();
     void listCategories();
     void listCommands_data();
@@ -64,37 +61,16 @@ private Q_SLOTS:
     void executeCommand();
 
 private:
-    TestBus m_bus;
-    std::unique_ptr<ScriptedSimulator> m_peer;
+    void createObjects() override;
+
     std::unique_ptr<QObject> m_owner;
     CommandParser *m_parser = nullptr;
 };
 
-void TestCommandParser::initTestCase()
+void TestCommandParser::createObjects()
 {
-    QVERIFY2(m_bus.start(), qPrintable(m_bus.errorString()));
-    m_bus.exportToProcess();
-    m_peer = std::make_unique<ScriptedSimulator>(m_bus, QStringLiteral(COMMAND_HANDLER_SIM));
     m_owner = std::make_unique<QObject>();
     m_parser = new CommandParser(m_owner.get());
-}
-
-void TestCommandParser::cleanupTestCase()
-{
-    m_peer.reset();
-    m_bus.stop();
-}
-
-void TestCommandParser::init()
-{
-    MessageLog::install();
-}
-
-void TestCommandParser::cleanup()
-{
-    MessageLog::reset();
-    // Stopped after every row, so that the next row's peer is the one that answers.
-    m_peer->stop();
 }
 
 void TestCommandParser::listCategories_data()
@@ -147,10 +123,10 @@ void TestCommandParser::listCategories()
     QFETCH(QByteArray, script);
     QFETCH(QStringList, expectedMessages);
 
-    QVERIFY2(m_peer->startScripted(script), qPrintable(m_peer->errorString()));
+    QVERIFY2(m_peer.startScripted(script), qPrintable(m_peer.errorString()));
     m_parser->listCategories();
     QCOMPARE(MessageLog::messages(), expectedMessages);
-    QCOMPARE(m_peer->requests(), QStringList{Requests::recordedCategories()});
+    QCOMPARE(m_peer.requests(), QStringList{Requests::recordedCategories()});
 }
 
 void TestCommandParser::listCommands_data()
@@ -221,10 +197,10 @@ void TestCommandParser::listCommands()
     QFETCH(QStringList, expectedMessages);
     QFETCH(QStringList, expectedRequests);
 
-    QVERIFY2(m_peer->startScripted(script), qPrintable(m_peer->errorString()));
+    QVERIFY2(m_peer.startScripted(script), qPrintable(m_peer.errorString()));
     m_parser->listCommands(category);
     QCOMPARE(MessageLog::messages(), expectedMessages);
-    QCOMPARE(m_peer->requests(), expectedRequests);
+    QCOMPARE(m_peer.requests(), expectedRequests);
 }
 
 void TestCommandParser::executeCommand_data()
@@ -307,10 +283,10 @@ void TestCommandParser::executeCommand()
     QFETCH(QStringList, expectedMessages);
     QFETCH(QStringList, expectedRequests);
 
-    QVERIFY2(m_peer->startScripted(script), qPrintable(m_peer->errorString()));
+    QVERIFY2(m_peer.startScripted(script), qPrintable(m_peer.errorString()));
     m_parser->executeCommand(commandId, args);
     QCOMPARE(MessageLog::messages(), expectedMessages);
-    QCOMPARE(m_peer->requests(), expectedRequests);
+    QCOMPARE(m_peer.requests(), expectedRequests);
 }
 
 QTEST_GUILESS_MAIN(TestCommandParser)
