@@ -73,10 +73,13 @@ fi
 work=$(mktemp -d "${TMPDIR:-/tmp}/bench-run.XXXXXX")
 pids=()
 client_pids=()
+# shellcheck source=scripts/privatebus.sh
+. "$root/scripts/privatebus.sh"
 cleanup() {
     local pid
     for pid in "${client_pids[@]}" "${pids[@]}"; do kill "$pid" 2> /dev/null || true; done
     for pid in "${client_pids[@]}" "${pids[@]}"; do wait "$pid" 2> /dev/null || true; done
+    privatebus_stop
     rm -rf "$work"
 }
 trap cleanup EXIT
@@ -101,26 +104,12 @@ qtdbus=$build/bench/bench-qtdbus
 echo_service=$build/bench/bench-echo
 rate_client=$build/bench/bench-rate-client
 
-cat > "$work/bus.conf" << EOF
-<!DOCTYPE busconfig PUBLIC "-//freedesktop//DTD D-Bus Bus Configuration 1.0//EN"
- "http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd">
-<busconfig>
-  <type>session</type>
-  <listen>unix:dir=$work</listen>
-  <auth>EXTERNAL</auth>
-  <policy context="default">
-    <allow send_destination="*" eavesdrop="true"/>
-    <allow eavesdrop="true"/>
-    <allow own="*"/>
-  </policy>
-</busconfig>
-EOF
-dbus-daemon --config-file="$work/bus.conf" --nofork --print-address=1 > "$work/address" \
-    2> "$work/bus.log" &
-pids+=($!)
-for _ in $(seq 100); do [ -s "$work/address" ] && break; sleep 0.05; done
-address=$(head -n1 "$work/address")
-[ -n "$address" ] || { say "dbus-daemon gave no address"; cat "$work/bus.log" >&2; exit 1; }
+# The private bus of scripts/run.sh, from this build; the programs are started here, not by it.
+if ! privatebus_start "$build/data/command-handler-bus.conf" "$work"; then
+    say "dbus-daemon gave no address"
+    exit 1
+fi
+address=$PRIVATEBUS_ADDRESS
 
 # Starts a service and waits until it owns NAME on the private bus.
 serve() {

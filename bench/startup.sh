@@ -26,35 +26,24 @@ for program in "$process" "$qtdbus" "$peer"; do
     [ -x "$program" ] || { echo "startup.sh: $program is not built" >&2; exit 1; }
 done
 
+# shellcheck source=scripts/privatebus.sh
+. "$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)/scripts/privatebus.sh"
 work=$(mktemp -d)
 pids=()
 cleanup() {
     for pid in "${pids[@]}"; do kill "$pid" 2>/dev/null || true; done
-    wait 2>/dev/null || true
+    for pid in "${pids[@]}"; do wait "$pid" 2>/dev/null || true; done
+    privatebus_stop
     rm -rf "$work"
 }
 trap cleanup EXIT
 
-cat > "$work/bus.conf" <<EOF
-<!DOCTYPE busconfig PUBLIC "-//freedesktop//DTD D-Bus Bus Configuration 1.0//EN"
- "http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd">
-<busconfig>
-  <type>session</type>
-  <listen>unix:dir=$work</listen>
-  <auth>EXTERNAL</auth>
-  <policy context="default">
-    <allow send_destination="*" eavesdrop="true"/>
-    <allow eavesdrop="true"/>
-    <allow own="*"/>
-  </policy>
-</busconfig>
-EOF
-dbus-daemon --config-file="$work/bus.conf" --nofork --print-address=1 > "$work/address" \
-    2> "$work/bus.log" &
-pids+=($!)
-for _ in $(seq 100); do [ -s "$work/address" ] && break; sleep 0.05; done
-address=$(head -n1 "$work/address")
-[ -n "$address" ] || { echo "startup.sh: dbus-daemon gave no address" >&2; exit 1; }
+# The private bus of scripts/run.sh, from the build when it has the simulator, else a plain one;
+# the peers are started here, not by it.
+config=$build/data/command-handler-bus.conf
+[ -f "$config" ] || config=
+privatebus_start "$config" "$work" || { echo "startup.sh: dbus-daemon gave no address" >&2; exit 1; }
+address=$PRIVATEBUS_ADDRESS
 export DBUS_SYSTEM_BUS_ADDRESS=$address DBUS_SESSION_BUS_ADDRESS=$address
 unset QT_LOGGING_RULES
 

@@ -30,8 +30,12 @@ memcheck=(valgrind --tool=memcheck --error-exitcode=1 --leak-check=full
           --show-leak-kinds=definite,indirect --errors-for-leak-kinds=definite,indirect
           --num-callers=40)
 
+# The private bus of scripts/run.sh, from the simulator's build.
+# shellcheck source=scripts/privatebus.sh
+. "$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd)/scripts/privatebus.sh"
+config=$(cd "$(dirname "$sim")/.." && pwd)/data/command-handler-bus.conf
+
 work=$(mktemp -d "${TMPDIR:-/tmp}/memcheck.XXXXXX")
-bus_pid=
 sim_pid=
 cleanup() {
     # The simulator is still up only after a failure, when its leak check tells nothing.
@@ -39,10 +43,7 @@ cleanup() {
         kill -KILL "$sim_pid" 2> /dev/null || true
         wait "$sim_pid" 2> /dev/null || true
     fi
-    if [ -n "$bus_pid" ]; then
-        kill -TERM "$bus_pid" 2> /dev/null || true
-        wait "$bus_pid" 2> /dev/null || true
-    fi
+    privatebus_stop
     rm -rf "$work"
 }
 trap cleanup EXIT
@@ -59,26 +60,9 @@ show() {
     cat "$1"
 }
 
-cat > "$work/bus.conf" << EOF
-<!DOCTYPE busconfig PUBLIC "-//freedesktop//DTD D-Bus Bus Configuration 1.0//EN"
- "http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd">
-<busconfig>
-  <type>session</type>
-  <listen>unix:dir=$work</listen>
-  <auth>EXTERNAL</auth>
-  <policy context="default">
-    <allow send_destination="*" eavesdrop="true"/>
-    <allow eavesdrop="true"/>
-    <allow own="*"/>
-  </policy>
-</busconfig>
-EOF
-dbus-daemon --config-file="$work/bus.conf" --nofork --print-address=1 > "$work/address" \
-    2> "$work/bus.log" < /dev/null &
-bus_pid=$!
-for _ in $(seq 200); do [ -s "$work/address" ] && break; sleep 0.05; done
-address=$(head -n1 "$work/address")
-[ -n "$address" ] || { show "$work/bus.log"; fail "dbus-daemon gave no address"; }
+[ -f "$config" ] || fail "$config is missing"
+COMMAND_HANDLER_SIM_DIR=$work privatebus_start "$config" "$work" 2>&1 || fail "dbus-daemon gave no address"
+address=$PRIVATEBUS_ADDRESS
 # Nothing may reach the machine's buses.
 export DBUS_SYSTEM_BUS_ADDRESS=$address DBUS_SESSION_BUS_ADDRESS=$address
 # Nothing of the user's logging set-up may change what the tool writes.
