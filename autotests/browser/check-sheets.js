@@ -4,7 +4,7 @@
 //   node check-sheets.js --chromium PATH --index DIR/index.html --refresh yes|no
 //                        [--sheet DIR/NAME.svg] [--expected DIR/expected.json]
 //
-// - axe-core finds no violation on index.html;
+// - axe-core finds no violation on index.html, which lists the jobs newest first;
 // - index.html asks for a reload every 2 seconds exactly when --refresh yes, and the browser
 //   does reload it then (and does not when no);
 // - every picture, in index.html and (--sheet) opened alone, shows as many dark dots as the sheet
@@ -111,6 +111,11 @@ async function checkIndex(browser, opts, expected) {
         fail(`index.html should ask for a reload every 2 seconds, has ${JSON.stringify(refresh)}`);
     if (!wantRefresh && refresh.length !== 0)
         fail(`index.html should not reload with no job running, has ${JSON.stringify(refresh)}`);
+    const jobs = await page.$$eval('h2', (headings) =>
+        headings.map((h) => parseInt(h.textContent.replace(/^Job /, ''), 10)));
+    if (jobs.length === 0 || jobs.some((id, i) => i > 0 && id >= jobs[i - 1]))
+        fail(`index.html should list the jobs newest first, lists ${JSON.stringify(jobs)}`);
+    ok(`jobs newest first: ${jobs.join(', ')}`);
     const reloaded = await reloadsWithin(page, 4000);
     if (reloaded !== wantRefresh)
         fail(wantRefresh ? 'the browser did not reload index.html within 4 s'

@@ -176,7 +176,7 @@ bool write(const QString &directory, bool lastJobRunning)
             = QStringLiteral("Minutes of the meeting. The committee met at noon, read the letters "
                              "of the week, "
                              "agreed the budget and chose the date of the next meeting. ")
-                      .repeated(9);
+                      .repeated(11);
     const JobFacts job1
             = facts(1, QStringLiteral("Minutes"), QStringLiteral("A4"), 30, 12, true, 1);
     fixture.start(job1, minutes, pages(minutes, job1.layout));
