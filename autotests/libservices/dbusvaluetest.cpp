@@ -147,7 +147,7 @@ QString signatureOf(sd_bus_message *message)
     return QString::fromLatin1(sd_bus_message_get_signature(message, 1));
 }
 
-void MessageFactory::start()
+void DBusValueTestCase::initTestCase()
 {
     int fds[2];
     QCOMPARE(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, fds), 0);
@@ -160,7 +160,7 @@ void MessageFactory::start()
     QVERIFY(sd_bus_start(m_bus) >= 0);
 }
 
-void MessageFactory::stop()
+void DBusValueTestCase::cleanupTestCase()
 {
     sd_bus_unref(m_bus);
     m_bus = nullptr;
@@ -169,7 +169,7 @@ void MessageFactory::stop()
     m_peer = -1;
 }
 
-Message MessageFactory::newMessage()
+Message DBusValueTestCase::newMessage()
 {
     sd_bus_message *message = nullptr;
     if (sd_bus_message_new_method_call(m_bus, &message, nullptr, "/", nullptr, "Process") < 0)
@@ -177,14 +177,14 @@ Message MessageFactory::newMessage()
     return Message(message);
 }
 
-bool MessageFactory::seal(sd_bus_message *message)
+bool DBusValueTestCase::seal(sd_bus_message *message)
 {
     return sd_bus_message_seal(message, ++m_cookie, 0) >= 0
            && sd_bus_message_rewind(message, 1) >= 0;
 }
 
-void MessageFactory::checkRoundTrip(const QVariant &value, const QString &signature,
-                                    const QVariant &expected, const QVariant &expectedTyped)
+void DBusValueTestCase::checkRoundTrip(const QVariant &value, const QString &signature,
+                                       const QVariant &expected, const QVariant &expectedTyped)
 {
     const Message message = newMessage();
     QVERIFY(message);

@@ -5,6 +5,7 @@
 
 #include <systemd/sd-bus.h>
 
+#include <QObject>
 #include <QString>
 #include <QVariant>
 
@@ -39,14 +40,13 @@ using Message = std::unique_ptr<sd_bus_message, MessageUnref>;
 
 QString signatureOf(sd_bus_message *message);
 
-// A bus on one end of a socket pair that nobody answers: enough to create messages. Started in
-// initTestCase(), stopped in cleanupTestCase().
-class MessageFactory
+// The base of the tests that build messages: a bus on one end of a socket pair that nobody
+// answers, enough to create messages.
+class DBusValueTestCase : public QObject
 {
-public:
-    void start();
-    void stop();
+    Q_OBJECT
 
+protected:
     Message newMessage();
     // Seals the message as sending would, and puts the read position at its first argument.
     bool seal(sd_bus_message *message);
@@ -57,6 +57,10 @@ public:
     // the same message. expectedTyped is not compared when invalid.
     void checkRoundTrip(const QVariant &value, const QString &signature, const QVariant &expected,
                         const QVariant &expectedTyped);
+
+private Q_SLOTS:
+    void initTestCase();
+    void cleanupTestCase();
 
 private:
     sd_bus *m_bus = nullptr;

@@ -65,7 +65,7 @@ QString dbusArgumentPath(const QVariant &value, const QString &path)
     return QString();
 }
 
-void PeerOnTestBus::startPeer()
+void ServiceTestCase::startPeer()
 {
     if (m_peer.state() != QProcess::NotRunning) {
         m_peer.kill();
@@ -78,14 +78,14 @@ void PeerOnTestBus::startPeer()
     QVERIFY(m_bus.waitForService(ls::busName(ls::ServiceId::CommandHandler)));
 }
 
-int PeerOnTestBus::receivedByPeer()
+int ServiceTestCase::receivedByPeer()
 {
     const QVariantMap response = commandHandler()->process(withCommand(QStringLiteral("Count")));
     const QVariant received = response.value(QStringLiteral("received"));
     return received.userType() == QMetaType::Int ? received.toInt() : -1;
 }
 
-void PeerOnTestBus::initTestCase()
+void ServiceTestCase::initTestCase()
 {
     qunsetenv("QT_LOGGING_RULES");
     QVERIFY2(m_bus.start(), qPrintable(m_bus.errorString()));
@@ -97,14 +97,14 @@ void PeerOnTestBus::initTestCase()
     QVERIFY(store->registerService(nobodyId));
 }
 
-void PeerOnTestBus::cleanupTestCase()
+void ServiceTestCase::cleanupTestCase()
 {
     m_peer.kill();
     m_peer.waitForFinished(5000);
     m_bus.stop();
 }
 
-void PeerOnTestBus::init()
+void ServiceTestCase::init()
 {
     // Rows that make the peer exit or get it dropped by the bus leave the next row a new one.
     if (m_peer.state() != QProcess::Running
@@ -114,7 +114,7 @@ void PeerOnTestBus::init()
     MessageLog::install();
 }
 
-void PeerOnTestBus::cleanup()
+void ServiceTestCase::cleanup()
 {
     const QStringList logged = MessageLog::messages();
     MessageLog::reset();

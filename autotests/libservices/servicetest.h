@@ -3,6 +3,7 @@
 
 #include <testbus.h>
 
+#include <QObject>
 #include <QString>
 #include <QVariant>
 #include <QVariantMap>
@@ -27,20 +28,24 @@ QVariantMap failure(const QString &errorId, const QString &errorMessage);
 // Where a QDBusArgument hides in a value, as a path of keys and indexes; empty when none does.
 QString dbusArgumentPath(const QVariant &value, const QString &path = QStringLiteral("/"));
 
-// A private bus with the peer owning the command handler's name, both services registered with
-// the store, and every message of the library recorded: the library logs nothing unless asked
-// to, whatever went wrong. Call each function from the test slot of the same name.
-class PeerOnTestBus
+// The base of the tests against the peer: a private bus with the peer owning the command
+// handler's name, both services registered with the store, and every message of the library
+// recorded. The library logs nothing unless asked to, whatever went wrong: a test that expects
+// messages takes them from MessageLog::messages().
+class ServiceTestCase : public QObject
 {
-public:
+    Q_OBJECT
+
+protected:
+    // How many messages reached the peer before the one that asks; -1 when it did not answer.
+    int receivedByPeer();
+    const TestBus &bus() const { return m_bus; }
+
+private Q_SLOTS:
     void initTestCase();
     void cleanupTestCase();
     void init();
     void cleanup();
-
-    // How many messages reached the peer before the one that asks; -1 when it did not answer.
-    int receivedByPeer();
-    const TestBus &bus() const { return m_bus; }
 
 private:
     void startPeer();

@@ -16,23 +16,15 @@
 #include <unistd.h>
 
 // The connection to the bus: made for the call only, and its absence or loss a failure response.
-class TestDBusServiceConnection : public QObject
+class TestDBusServiceConnection : public ServiceTestCase
 {
     Q_OBJECT
 
 private Q_SLOTS:
-    void initTestCase() { m_peer.initTestCase(); }
-    void cleanupTestCase() { m_peer.cleanupTestCase(); }
-    void init() { m_peer.init(); }
-    void cleanup() { m_peer.cleanup(); }
-
     void noBus_data();
     void noBus();
     void busDiesMidCall();
     void connectsOnlyForTheCall();
-
-private:
-    PeerOnTestBus m_peer;
 };
 
 void TestDBusServiceConnection::noBus_data()
@@ -140,7 +132,7 @@ void TestDBusServiceConnection::busDiesMidCall()
 void TestDBusServiceConnection::connectsOnlyForTheCall()
 {
     TiedProcess client;
-    client.setProcessEnvironment(m_peer.bus().environment());
+    client.setProcessEnvironment(bus().environment());
     client.start(clientProgram(), {ls::ServiceId::CommandHandler, QStringLiteral("Echo"),
                                    QStringLiteral("--connections")});
     QVERIFY(client.waitForFinished(30000));

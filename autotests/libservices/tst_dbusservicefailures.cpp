@@ -14,25 +14,17 @@
 #include <QTest>
 
 // Exchanges that fail, each answered with a failure response, and what reaches the peer.
-class TestDBusServiceFailures : public QObject
+class TestDBusServiceFailures : public ServiceTestCase
 {
     Q_OBJECT
 
 private Q_SLOTS:
-    void initTestCase() { m_peer.initTestCase(); }
-    void cleanupTestCase() { m_peer.cleanupTestCase(); }
-    void init() { m_peer.init(); }
-    void cleanup() { m_peer.cleanup(); }
-
     void failedExchange_data();
     void failedExchange();
     void unregisteredServiceSendsNothing();
     void oneMethodCallPerExchange();
     void logging_data();
     void logging();
-
-private:
-    PeerOnTestBus m_peer;
 };
 
 void TestDBusServiceFailures::failedExchange_data()
@@ -161,7 +153,7 @@ void TestDBusServiceFailures::failedExchange()
 
 void TestDBusServiceFailures::unregisteredServiceSendsNothing()
 {
-    const int receivedBefore = m_peer.receivedByPeer();
+    const int receivedBefore = receivedByPeer();
     QVERIFY(receivedBefore >= 0);
 
     ls::DBusService *service
@@ -172,19 +164,19 @@ void TestDBusServiceFailures::unregisteredServiceSendsNothing()
     QCOMPARE(ls::DBusServiceStore::instance()->getService(QStringLiteral("AlsoNeverRegistered")),
              service);
 
-    QCOMPARE(m_peer.receivedByPeer(), receivedBefore + 1);
+    QCOMPARE(receivedByPeer(), receivedBefore + 1);
 }
 
 void TestDBusServiceFailures::oneMethodCallPerExchange()
 {
-    const int receivedBefore = m_peer.receivedByPeer();
+    const int receivedBefore = receivedByPeer();
     QVERIFY(receivedBefore >= 0);
 
     for (int i = 0; i < 3; ++i)
         QCOMPARE(commandHandler()->process(withCommand(QStringLiteral("Echo"))).size(), 1);
 
     // Three exchanges and the first count: no introspection, no second call.
-    QCOMPARE(m_peer.receivedByPeer(), receivedBefore + 4);
+    QCOMPARE(receivedByPeer(), receivedBefore + 4);
 }
 
 void TestDBusServiceFailures::logging_data()

@@ -21,16 +21,11 @@ QVariant atLevel64(const QVariant &bottom)
 } // namespace
 
 // Values through the proxy and back, as a peer on the bus sends them.
-class TestDBusServiceValues : public QObject
+class TestDBusServiceValues : public ServiceTestCase
 {
     Q_OBJECT
 
 private Q_SLOTS:
-    void initTestCase() { m_peer.initTestCase(); }
-    void cleanupTestCase() { m_peer.cleanupTestCase(); }
-    void init() { m_peer.init(); }
-    void cleanup() { m_peer.cleanup(); }
-
     void roundTrip_data();
     void roundTrip();
     void stringListAnswerComesBackAsList();
@@ -41,9 +36,6 @@ private Q_SLOTS:
     void requestNesting();
     void replyNesting_data();
     void replyNesting();
-
-private:
-    PeerOnTestBus m_peer;
 };
 
 void TestDBusServiceValues::roundTrip_data()
@@ -230,7 +222,7 @@ void TestDBusServiceValues::requestNesting()
     QFETCH(QVariant, expected);
     QFETCH(bool, fits);
     const QVariantMap request = withCommand(QStringLiteral("Echo"), {{QStringLiteral("v"), value}});
-    const int receivedBefore = m_peer.receivedByPeer();
+    const int receivedBefore = receivedByPeer();
     QVERIFY(receivedBefore >= 0);
 
     const QVariantMap response = commandHandler()->process(request);
@@ -239,12 +231,12 @@ void TestDBusServiceValues::requestNesting()
         QCOMPARE(dbusArgumentPath(response), QString());
         QCOMPARE(describe(response),
                  describe(withCommand(QStringLiteral("Echo"), {{QStringLiteral("v"), expected}})));
-        QCOMPARE(m_peer.receivedByPeer(), receivedBefore + 2);
+        QCOMPARE(receivedByPeer(), receivedBefore + 2);
     } else {
         QCOMPARE(response, failure(QStringLiteral("org.freedesktop.DBus.Error.LimitsExceeded"),
                                    QStringLiteral("Request nested deeper than 64 levels")));
         // Refused before sending: the peer saw nothing, and the bus kept our connection.
-        QCOMPARE(m_peer.receivedByPeer(), receivedBefore + 1);
+        QCOMPARE(receivedByPeer(), receivedBefore + 1);
     }
 }
 

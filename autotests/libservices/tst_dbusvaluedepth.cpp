@@ -3,21 +3,15 @@
 #include <QTest>
 
 // The 64 levels of nesting D-Bus allows, on the way into a message and out of it.
-class TestDBusValueDepth : public QObject
+class TestDBusValueDepth : public DBusValueTestCase
 {
     Q_OBJECT
 
 private Q_SLOTS:
-    void initTestCase() { m_messages.start(); }
-    void cleanupTestCase() { m_messages.stop(); }
-
     void nesting_data();
     void nesting();
     void readTooDeep_data();
     void readTooDeep();
-
-private:
-    MessageFactory m_messages;
 };
 
 void TestDBusValueDepth::nesting_data()
@@ -94,10 +88,10 @@ void TestDBusValueDepth::nesting()
     QFETCH(QVariant, expected);
 
     if (expected.isValid()) {
-        m_messages.checkRoundTrip(value, signature, expected, QVariant());
+        checkRoundTrip(value, signature, expected, QVariant());
         return;
     }
-    const Message message = m_messages.newMessage();
+    const Message message = newMessage();
     QVERIFY(message);
     QCOMPARE(statusName(ls::appendValue(message.get(), value)), QStringLiteral("TooDeep"));
 }
@@ -134,10 +128,10 @@ void TestDBusValueDepth::readTooDeep()
     QFETCH(bool, passes);
 
     // The inner value alone fits; what the wrapping makes of it is expected to read back.
-    const Message alone = m_messages.newMessage();
+    const Message alone = newMessage();
     QVERIFY(alone);
     QCOMPARE(statusName(ls::appendValue(alone.get(), inner)), QStringLiteral("Ok"));
-    QVERIFY(m_messages.seal(alone.get()));
+    QVERIFY(seal(alone.get()));
     const QByteArray innerSignature = sd_bus_message_get_signature(alone.get(), 1);
     QVariant innerPlain;
     QCOMPARE(statusName(ls::readValue(alone.get(), &innerPlain)), QStringLiteral("Ok"));
@@ -145,7 +139,7 @@ void TestDBusValueDepth::readTooDeep()
     ls::DBusTyped innerTyped;
     QCOMPARE(statusName(ls::readTypedValue(alone.get(), &innerTyped)), QStringLiteral("Ok"));
 
-    const Message message = m_messages.newMessage();
+    const Message message = newMessage();
     QVERIFY(message);
     sd_bus_message *m = message.get();
     if (inMap) {
@@ -160,7 +154,7 @@ void TestDBusValueDepth::readTooDeep()
     QCOMPARE(statusName(ls::appendValue(m, inner)), QStringLiteral("Ok"));
     for (int i = 0; i < variants + (inMap ? 2 : 0); ++i)
         QVERIFY(sd_bus_message_close_container(m) >= 0);
-    QVERIFY(m_messages.seal(m));
+    QVERIFY(seal(m));
 
     QVariant expectedTyped = QVariant::fromValue(innerTyped);
     for (int i = 0; i < variants; ++i)

@@ -8,21 +8,15 @@
 #include <unistd.h>
 
 // Values that have no form on the other side: refused when written, or read only typed.
-class TestDBusValueRefused : public QObject
+class TestDBusValueRefused : public DBusValueTestCase
 {
     Q_OBJECT
 
 private Q_SLOTS:
-    void initTestCase() { m_messages.start(); }
-    void cleanupTestCase() { m_messages.stop(); }
-
     void refused_data();
     void refused();
     void fileDescriptor_data();
     void fileDescriptor();
-
-private:
-    MessageFactory m_messages;
 };
 
 void TestDBusValueRefused::refused_data()
@@ -178,7 +172,7 @@ void TestDBusValueRefused::refused()
     QFETCH(QString, status);
     QFETCH(QString, typeName);
 
-    const Message message = m_messages.newMessage();
+    const Message message = newMessage();
     QVERIFY(message);
     QString reported;
     QCOMPARE(statusName(ls::appendValue(message.get(), value, &reported)), status);
@@ -207,7 +201,7 @@ void TestDBusValueRefused::fileDescriptor()
     QFETCH(QString, signature);
     QFETCH(QVariant, expectedTyped);
 
-    const Message message = m_messages.newMessage();
+    const Message message = newMessage();
     QVERIFY(message);
     sd_bus_message *m = message.get();
     if (around == QLatin1String("map")) {
@@ -219,7 +213,7 @@ void TestDBusValueRefused::fileDescriptor()
         QVERIFY(sd_bus_message_open_container(m, 'a', "h") >= 0);
     }
     // sd-bus keeps a duplicate of its own.
-    const int fd = dup(m_messages.peerDescriptor());
+    const int fd = dup(peerDescriptor());
     QVERIFY(fd >= 0);
     const int appended = sd_bus_message_append_basic(m, 'h', &fd);
     close(fd);
@@ -227,7 +221,7 @@ void TestDBusValueRefused::fileDescriptor()
     const int containers = around == QLatin1String("map") ? 3 : around.isEmpty() ? 0 : 1;
     for (int i = 0; i < containers; ++i)
         QVERIFY(sd_bus_message_close_container(m) >= 0);
-    QVERIFY(m_messages.seal(m));
+    QVERIFY(seal(m));
     QCOMPARE(signatureOf(m), signature);
 
     QVariant plain = QStringLiteral("unread");

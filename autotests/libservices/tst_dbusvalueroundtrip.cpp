@@ -5,21 +5,15 @@
 #include <limits>
 
 // Values written into a message and read back from it, plain and keeping every D-Bus type.
-class TestDBusValueRoundTrip : public QObject
+class TestDBusValueRoundTrip : public DBusValueTestCase
 {
     Q_OBJECT
 
 private Q_SLOTS:
-    void initTestCase() { m_messages.start(); }
-    void cleanupTestCase() { m_messages.stop(); }
-
     void plainRoundTrip_data();
     void plainRoundTrip();
     void typedRoundTrip_data();
     void typedRoundTrip();
-
-private:
-    MessageFactory m_messages;
 };
 
 void TestDBusValueRoundTrip::plainRoundTrip_data()
@@ -123,7 +117,7 @@ void TestDBusValueRoundTrip::plainRoundTrip()
     QFETCH(QString, signature);
     QFETCH(QVariant, expected);
 
-    m_messages.checkRoundTrip(value, signature, expected, QVariant());
+    checkRoundTrip(value, signature, expected, QVariant());
 }
 
 void TestDBusValueRoundTrip::typedRoundTrip_data()
@@ -329,7 +323,7 @@ void TestDBusValueRoundTrip::typedRoundTrip()
     QFETCH(QVariant, expected);
     QFETCH(QVariant, expectedTyped);
 
-    m_messages.checkRoundTrip(value, signature, expected, expectedTyped);
+    checkRoundTrip(value, signature, expected, expectedTyped);
 }
 
 QTEST_GUILESS_MAIN(TestDBusValueRoundTrip)

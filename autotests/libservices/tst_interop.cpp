@@ -1,13 +1,38 @@
-// The values both tools send to the echo peer, each with what the tools print of its replies.
+// Our conversion module against two D-Bus stacks that share no code with it: gdbus (GLib) and
+// busctl (sd-bus's own tool, whose argument parser and printer are its own). Each tool calls the
+// echo peer, which reads the value with our module and writes it back, and the tool's printout of
+// the reply is compared with the text expected for it.
 #include "interoptest.h"
+
+#include <QStringList>
+#include <QTest>
+#include <QVector>
 
 namespace {
 
+// One value in both tools' notations with what each must print back.
+struct Row
+{
+    const char *name;
+    // The arguments as gdbus prints them, so that EchoTyped must print them back unchanged.
+    QStringList gvariant;
+    // gdbus's printout of Process's reply, the value's plain conversion.
+    QString gdbusProcess;
+    // The signature and the arguments in busctl's notation.
+    QStringList busctl;
+    // busctl's JSON printout of Process's reply.
+    QString busctlProcess;
+    // busctl's printout of EchoTyped's reply: JSON, or its text notation when typedAsText.
+    QString busctlTyped;
+    // busctl's JSON has no form for a dictionary whose keys are not text.
+    bool typedAsText = false;
+};
+
 // 21 maps, each inside the other, a string at the bottom: the string sits at level 63.
-InteropRow mapsToLevel63()
+Row mapsToLevel63()
 {
     const int maps = 21;
-    InteropRow row{"a{sv}: 21 maps deep, a string at level 63", {}, {}, {}, {}, {}};
+    Row row{"a{sv}: 21 maps deep, a string at level 63", {}, {}, {}, {}, {}};
     QString text = QStringLiteral("'bottom'");
     QString json = QStringLiteral(R"({"type":"s","data":"bottom"})");
     row.busctl = QStringList{QStringLiteral("a{sv}")};
@@ -29,10 +54,10 @@ InteropRow mapsToLevel63()
 
 // A map inside the top-level map, holding 29 lists each inside the other, a string at the bottom:
 // the string sits at level 64, the deepest the bus lets through.
-InteropRow listsToLevel64()
+Row listsToLevel64()
 {
     const int lists = 29;
-    InteropRow row{"a{sv}: a map of 29 lists, a string at level 64", {}, {}, {}, {}, {}};
+    Row row{"a{sv}: a map of 29 lists, a string at level 64", {}, {}, {}, {}, {}};
     QString text = QStringLiteral("'bottom'");
     QString json = QStringLiteral(R"({"type":"s","data":"bottom"})");
     QStringList listArguments;
@@ -53,9 +78,7 @@ InteropRow listsToLevel64()
     return row;
 }
 
-} // namespace
-
-QVector<InteropRow> interopRows()
+QVector<Row> rows()
 {
     const QString awkward = QString::fromUtf8("a\tb\n\"q\" it's åäö 😀 \\");
     const QString awkwardGVariant = QString::fromUtf8("\"a\\tb\\n\\\"q\\\" it's åäö 😀 \\\\\"");
@@ -331,3 +354,147 @@ QVector<InteropRow> interopRows()
             {"no arguments", {}, QString(), {QString()}, QString(), QString()},
     };
 }
+
+} // namespace
+
+class TestInterop : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase() { m_peer.initTestCase(); }
+    void cleanupTestCase() { m_peer.cleanupTestCase(); }
+
+    void gdbusProcess_data() { addRows(EchoMethod::Process, Tool::Gdbus); }
+    void gdbusProcess() { checkReply(EchoMethod::Process, Tool::Gdbus); }
+    void gdbusEchoTyped_data() { addRows(EchoMethod::EchoTyped, Tool::Gdbus); }
+    void gdbusEchoTyped() { checkReply(EchoMethod::EchoTyped, Tool::Gdbus); }
+    void busctlProcess_data() { addRows(EchoMethod::Process, Tool::Busctl); }
+    void busctlProcess() { checkReply(EchoMethod::Process, Tool::Busctl); }
+    void busctlEchoTyped_data() { addRows(EchoMethod::EchoTyped, Tool::Busctl); }
+    void busctlEchoTyped() { checkReply(EchoMethod::EchoTyped, Tool::Busctl); }
+
+    void refused_data();
+    void refused();
+
+private:
+    void addRows(EchoMethod method, Tool tool);
+    void checkReply(EchoMethod method, Tool tool);
+
+    EchoPeer m_peer;
+};
+
+void TestInterop::addRows(EchoMethod method, Tool tool)
+{
+    QTest::addColumn<QStringList>("arguments");
+    QTest::addColumn<QString>("expected");
+    QTest::addColumn<bool>("json");
+
+    for (const Row &row : rows()) {
+        // Process takes exactly one argument.
+        if (method == EchoMethod::Process && row.gvariant.size() != 1)
+            continue;
+        if (tool == Tool::Gdbus) {
+            const QString typed = row.gvariant.size() == 1
+                                          ? QStringLiteral("(%1,)").arg(row.gvariant.constFirst())
+                                          : QLatin1Char('(')
+                                                    + row.gvariant.join(QStringLiteral(", "))
+                                                    + QLatin1Char(')');
+            QTest::newRow(row.name)
+                    << row.gvariant << (method == EchoMethod::Process ? row.gdbusProcess : typed)
+                    << false;
+        } else {
+            // An empty signature is no argument at all.
+            const QStringList arguments
+                    = row.busctl == QStringList{QString()} ? QStringList() : row.busctl;
+            if (method == EchoMethod::Process)
+                QTest::newRow(row.name) << arguments << row.busctlProcess << true;
+            else
+                QTest::newRow(row.name) << arguments << row.busctlTyped << !row.typedAsText;
+        }
+    }
+}
+
+void TestInterop::checkReply(EchoMethod method, Tool tool)
+{
+    QFETCH(QStringList, arguments);
+    QFETCH(QString, expected);
+    QFETCH(bool, json);
+    if (m_peer.skipWithout(tool))
+        return;
+
+    const ToolRun result = m_peer.run(tool, method, arguments, json);
+    QVERIFY2(result.problem.isEmpty(), qPrintable(result.problem));
+    QVERIFY2(result.exitCode == 0, qPrintable(QStringLiteral("exit code %1, stderr:\n%2")
+                                                      .arg(result.exitCode)
+                                                      .arg(QString::fromUtf8(result.err))));
+    // Both tools end their printout with a line break; a reply of no values prints nothing.
+    const QByteArray wanted = expected.isEmpty() ? QByteArray() : expected.toUtf8() + '\n';
+    if (result.out != wanted)
+        qWarning().noquote() << mismatch(result.out, wanted, result.err);
+    QCOMPARE(result.out, wanted);
+}
+
+void TestInterop::refused_data()
+{
+    QTest::addColumn<int>("tool");
+    QTest::addColumn<int>("method");
+    QTest::addColumn<QStringList>("arguments");
+    QTest::addColumn<QString>("expectedError");
+
+    const auto gdbus = int(Tool::Gdbus);
+    const auto busctl = int(Tool::Busctl);
+    const auto process = int(EchoMethod::Process);
+    const auto echoTyped = int(EchoMethod::EchoTyped);
+    const QString gdbusError
+            = QStringLiteral("Error: GDBus.Error:org.freedesktop.DBus.Error.InvalidArgs: %1\n");
+    const QString busctlError = QStringLiteral("Call failed: %1\n");
+    const QString readRefused = QStringLiteral("reading of argument 1: NoDBusForm");
+    const QString writeRefused = QStringLiteral("writing of argument 1: NoDBusForm");
+
+    // gdbus sends its own descriptor 0 for "handle 0".
+    QTest::newRow("gdbus: h to Process, no plain form")
+            << gdbus << process << QStringList{QStringLiteral("handle 0")}
+            << gdbusError.arg(readRefused);
+    // gdbus attaches descriptors for arguments of type h only: a nested handle refers to none.
+    QTest::newRow("gdbus: h inside a{sv} to Process, no descriptor attached")
+            << gdbus << process << QStringList{QStringLiteral("{'fd': <handle 0>}")}
+            << gdbusError.arg(QStringLiteral("reading of argument 1: Malformed"));
+    // Read as a record, but a descriptor cannot be sent on.
+    QTest::newRow("gdbus: h to EchoTyped, not sent on")
+            << gdbus << echoTyped << QStringList{QStringLiteral("handle 0")}
+            << gdbusError.arg(writeRefused);
+    QTest::newRow("busctl: h to Process, no plain form")
+            << busctl << process << QStringList{QStringLiteral("h"), QStringLiteral("0")}
+            << busctlError.arg(readRefused);
+    QTest::newRow("busctl: h to EchoTyped, not sent on")
+            << busctl << echoTyped << QStringList{QStringLiteral("h"), QStringLiteral("0")}
+            << busctlError.arg(writeRefused);
+}
+
+void TestInterop::refused()
+{
+    QFETCH(int, tool);
+    QFETCH(int, method);
+    QFETCH(QStringList, arguments);
+    QFETCH(QString, expectedError);
+    if (m_peer.skipWithout(Tool(tool)))
+        return;
+
+    const ToolRun result = m_peer.run(Tool(tool), EchoMethod(method), arguments, false);
+    QVERIFY2(result.problem.isEmpty(), qPrintable(result.problem));
+    const QString err = QString::fromUtf8(result.err);
+    if (Tool(tool) == Tool::Busctl && result.exitCode != 0
+        && err.contains(QLatin1String("not supported"))) {
+        QSKIP(qPrintable(QStringLiteral("this busctl cannot send a file descriptor: ")
+                         + err.trimmed()));
+    }
+    QVERIFY2(result.exitCode != 0,
+             qPrintable(QStringLiteral("accepted, printed: ") + QString::fromUtf8(result.out)));
+    QVERIFY2(result.out.isEmpty(), result.out.constData());
+    QCOMPARE(err, expectedError);
+}
+
+QTEST_GUILESS_MAIN(TestInterop)
+
+#include "tst_interop.moc"
