@@ -1,0 +1,65 @@
+# bash completion for command-parser, the embossing device's shell tool.
+#
+# The numbers after -c and -e come from the device itself: the categories that `command-parser -l`
+# lists, and the commands of each. Asking takes at most half a second: with the command handler
+# absent or not answering, nothing is offered.
+
+# Prints the numbers of the entries that the tool lists with the given options, one a line, or
+# nothing when the device does not answer within the deadline. Lines of a failed exchange carry a
+# number but no text and are left out.
+_command_parser_numbers()
+{
+    local tool=$1
+    shift
+    LS_DBUS_TIMEOUT_MS=400 timeout 0.5 "$tool" "$@" 2>&1 < /dev/null \
+        | while read -r number text; do
+            [[ $number =~ ^[0-9]+$ && -n $text ]] && printf '%s\n' "$number"
+        done
+}
+
+# Prints the number of every command of every category; the whole search keeps to the deadline.
+# The categories are asked side by side, which keeps it well inside on a slow device.
+_command_parser_commands()
+{
+    # shellcheck disable=SC2016 # the script's own variables
+    LS_DBUS_TIMEOUT_MS=400 timeout 0.5 bash -c '
+        numbers() {
+            while read -r n text; do
+                [[ $n =~ ^[0-9]+$ && -n $text ]] && echo "$n"
+            done
+        }
+        for category in $("$0" -l 2>&1 < /dev/null | numbers); do
+            "$0" -c "$category" 2>&1 < /dev/null &
+        done | numbers | sort -n' "$1"
+}
+
+_command_parser()
+{
+    local cur=${COMP_WORDS[COMP_CWORD]}
+    local prev=${COMP_WORDS[COMP_CWORD - 1]}
+    local tool=${COMP_WORDS[0]}
+    # The tool as typed, if it runs from here; else the one on PATH.
+    [[ $tool == */* && -x $tool ]] || tool=command-parser
+    COMPREPLY=()
+
+    case $prev in
+    -c | --listCommands)
+        mapfile -t COMPREPLY < <(compgen -W "$(_command_parser_numbers "$tool" -l)" -- "$cur")
+        return
+        ;;
+    -e | --executeCommand)
+        mapfile -t COMPREPLY < <(compgen -W "$(_command_parser_commands "$tool")" -- "$cur")
+        return
+        ;;
+    -a | --arguments)
+        # Free text: the command's arguments, one blank between each, quoted as one word.
+        return
+        ;;
+    esac
+
+    if [[ $cur == -* ]]; then
+        mapfile -t COMPREPLY < <(compgen -W '-e --executeCommand -a --arguments -l
+            --listCategories -c --listCommands -h --help --help-all -v --version' -- "$cur")
+    fi
+}
+complete -F _command_parser command-parser
