@@ -2,6 +2,8 @@
 // the caller waits for it: on its own thread, asleep. Every run here is a process of its own
 // (processclient or the tool), on a bus whose reply_timeout is far above the deadline, so that
 // only the library can end a wait.
+#include "servicetest.h"
+
 #include <ls/dbuscontract.h>
 #include <ls/messagekeys.h>
 
@@ -16,8 +18,6 @@
 
 namespace {
 
-const QString peerProgram = QStringLiteral(TESTPEER_BIN);
-const QString clientProgram = QStringLiteral(PROCESSCLIENT_BIN);
 const QString fakeBusProgram = QStringLiteral(FAKEBUS_BIN);
 const QString toolProgram = QStringLiteral(COMMAND_PARSER_BIN);
 const QString noReply = QStringLiteral("org.freedesktop.DBus.Error.NoReply");
@@ -144,7 +144,7 @@ bool TestDeadline::startPeer(TiedProcess *peer, const QStringList &arguments)
 {
     peer->setProcessEnvironment(m_bus.environment());
     peer->setProcessChannelMode(QProcess::ForwardedErrorChannel);
-    peer->start(peerProgram, arguments);
+    peer->start(peerProgram(), arguments);
     return peer->waitForStarted(10000)
            && m_bus.waitForService(ls::busName(ls::ServiceId::CommandHandler));
 }
@@ -167,7 +167,7 @@ void TestDeadline::peerAnsweringBeforeTheDeadline()
     QVERIFY(startPeer(&peer, {ls::ServiceId::CommandHandler}));
 
     const Finished run = runClient(m_bus.address(), 4000,
-                                   {clientProgram, ls::ServiceId::CommandHandler,
+                                   {clientProgram(), ls::ServiceId::CommandHandler,
                                     QStringLiteral("Slow"), QStringLiteral("--delay-ms=1500")});
 
     QCOMPARE(responseOf(run).value(ls::resultIdKey), QVariant(ls::ResultId::Success));
@@ -193,9 +193,9 @@ void TestDeadline::silentPeerEndsAtTheDeadline()
     TiedProcess peer;
     QVERIFY(startPeer(&peer, {ls::ServiceId::CommandHandler}));
 
-    const Finished run
-            = runClient(m_bus.address(), deadlineMs,
-                        {clientProgram, ls::ServiceId::CommandHandler, QStringLiteral("NoReply")});
+    const Finished run = runClient(
+            m_bus.address(), deadlineMs,
+            {clientProgram(), ls::ServiceId::CommandHandler, QStringLiteral("NoReply")});
 
     const QVariantMap response = responseOf(run);
     QCOMPARE(response.value(ls::resultIdKey), QVariant(ls::ResultId::Failure));
@@ -229,8 +229,9 @@ void TestDeadline::stalledBusEndsAtTheDeadline()
     QString address;
     QVERIFY(startFakeBus(&fake, mode, &address));
 
-    const Finished run = runClient(
-            address, 2000, {clientProgram, ls::ServiceId::CommandHandler, QStringLiteral("Echo")});
+    const Finished run
+            = runClient(address, 2000,
+                        {clientProgram(), ls::ServiceId::CommandHandler, QStringLiteral("Echo")});
 
     const QVariantMap response = responseOf(run);
     QCOMPARE(response.value(ls::errorIdKey), QVariant(noReply));
@@ -303,7 +304,7 @@ void TestDeadline::waitDoesNotSpin()
     QVERIFY(startPeer(&peer, {ls::ServiceId::CommandHandler}));
     TiedProcess client;
     client.setProcessEnvironment(environmentFor(m_bus.address(), 7000));
-    client.start(clientProgram, {ls::ServiceId::CommandHandler, QStringLiteral("NoReply")});
+    client.start(clientProgram(), {ls::ServiceId::CommandHandler, QStringLiteral("NoReply")});
     QVERIFY(peer.waitForReadyRead(10000));
     QCOMPARE(peer.readLine(), QByteArray("waiting\n"));
 
