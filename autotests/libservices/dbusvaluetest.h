@@ -12,7 +12,8 @@
 #include <memory>
 
 // What the tests of the conversion between Qt values and D-Bus messages share: values built and
-// described for comparison, and messages built and read in memory.
+// described for comparison (the service tests compare theirs the same way), and messages built
+// and read in memory.
 
 // Types and values, recursively: QVariant's own == would call 2 and 2.0 equal, and cannot compare
 // DBusTyped at all.
