@@ -94,6 +94,15 @@ QVariant detail(const QVariantMap &answer, const QString &key)
     return answer.value(ls::detailsMapKey).toMap().value(key);
 }
 
+QString endOf(QProcess &process)
+{
+    if (!process.waitForFinished(timeoutMs) && process.state() != QProcess::NotRunning)
+        return QStringLiteral("still running");
+    if (process.exitStatus() == QProcess::CrashExit)
+        return QStringLiteral("crashed");
+    return QStringLiteral("exit status %1").arg(process.exitCode());
+}
+
 bool waitForProcessGone(qint64 pid)
 {
     QDeadlineTimer deadline(timeoutMs);

@@ -8,6 +8,7 @@
 #include <QDBusMessage>
 #include <QList>
 #include <QObject>
+#include <QProcess>
 #include <QString>
 #include <QStringList>
 #include <QTemporaryDir>
@@ -44,6 +45,10 @@ QString typeDump(const QVariant &value);
 QVariantMap pick(const QVariantMap &map, const QVariantMap &expected);
 // The result field of a HandleCommand answer.
 QVariant detail(const QVariantMap &answer, const QString &key);
+
+// Waits for the process to end: "exit status N" once it has ended on its own, "crashed" or
+// "still running".
+QString endOf(QProcess &process);
 
 // True once the process is gone; a zombie left to a parent that does not reap counts as gone.
 bool waitForProcessGone(qint64 pid);

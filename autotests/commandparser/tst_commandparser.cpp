@@ -1,13 +1,19 @@
 #include "CommandParser.h"
+#include "dbus/CommandHandler.h"
 #include "parsermessages.h"
 
 #include <ls/metaenum.h>
 
+#include <QLoggingCategory>
+#include <QMetaObject>
+#include <QPointer>
 #include <QTest>
 
 #include <memory>
 
+Q_DECLARE_LOGGING_CATEGORY(lcCommandHandler)
 Q_DECLARE_METATYPE(ls::MetaEnum)
+Q_DECLARE_METATYPE(const QMetaObject *)
 
 using namespace ParserMessages;
 
@@ -21,8 +27,10 @@ const QString oddNames[] = {QStringLiteral("Quote\"d"), QStringLiteral("Plain")}
 
 } // namespace
 
-// How CommandParser reads one catalogue entry (description, argument signature) and lists an
-// enum's entries, called in the test's own process: every message it logs is compared.
+// CommandParser in the test's own process, with no bus: how it reads one catalogue entry
+// (description, argument signature) and lists an enum's entries, every message it logs compared;
+// and the tool's two classes as objects: their meta-objects, who owns the handler, and the
+// handler's logging category.
 // TestCommandParser is the friend CommandParser names.
 class TestCommandParser : public QObject
 {
@@ -42,6 +50,11 @@ private Q_SLOTS:
     void display_data();
     void display();
 
+    void metaObjectHoldsOnlyTheClassName_data();
+    void metaObjectHoldsOnlyTheClassName();
+    void handlerOutlivesTheParser();
+    void commandHandlerLoggingCategory();
+
 private:
     std::unique_ptr<QObject> m_owner;
     CommandParser *m_parser = nullptr;
@@ -50,7 +63,7 @@ private:
 void TestCommandParser::initTestCase()
 {
     // Nothing may reach a bus: a request would show as an unexpected message.
-    qputenv("DBUS_SYSTEM_BUS_ADDRESS", "unix:path=/nonexistent/tst_commandparser_entries");
+    qputenv("DBUS_SYSTEM_BUS_ADDRESS", "unix:path=/nonexistent/tst_commandparser");
     m_owner = std::make_unique<QObject>();
     m_parser = new CommandParser(m_owner.get());
     QCOMPARE(m_parser->parent(), m_owner.get());
@@ -331,6 +344,52 @@ void TestCommandParser::display()
     QCOMPARE(MessageLog::messages(), expectedMessages);
 }
 
+void TestCommandParser::metaObjectHoldsOnlyTheClassName_data()
+{
+    QTest::addColumn<const QMetaObject *>("metaObject");
+    QTest::addColumn<QByteArray>("className");
+
+    QTest::newRow("CommandParser")
+            << &CommandParser::staticMetaObject << QByteArrayLiteral("CommandParser");
+    QTest::newRow("CommandHandler")
+            << &CommandHandler::staticMetaObject << QByteArrayLiteral("CommandHandler");
+}
+
+void TestCommandParser::metaObjectHoldsOnlyTheClassName()
+{
+    QFETCH(const QMetaObject *, metaObject);
+    QFETCH(QByteArray, className);
+
+    QCOMPARE(QByteArray(metaObject->className()), className);
+    QCOMPARE(metaObject->superClass(), &QObject::staticMetaObject);
+    QCOMPARE(metaObject->methodCount(), metaObject->methodOffset());
+    QCOMPARE(metaObject->propertyCount(), metaObject->propertyOffset());
+    QCOMPARE(metaObject->enumeratorCount(), metaObject->enumeratorOffset());
+    QCOMPARE(metaObject->classInfoCount(), metaObject->classInfoOffset());
+    QCOMPARE(metaObject->constructorCount(), 0);
+}
+
+void TestCommandParser::handlerOutlivesTheParser()
+{
+    auto *parser = new CommandParser(nullptr);
+    QPointer<CommandHandler> handler = parser->commandHandler;
+    QVERIFY(handler);
+    QCOMPARE(handler->parent(), nullptr);
+    delete parser;
+    QVERIFY(handler);
+    QCOMPARE(MessageLog::messages(), QStringList());
+}
+
+void TestCommandParser::commandHandlerLoggingCategory()
+{
+    const QLoggingCategory &category = lcCommandHandler();
+    QCOMPARE(QByteArray(category.categoryName()), QByteArrayLiteral("CommandHandler"));
+    QVERIFY(!category.isDebugEnabled());
+    QVERIFY(!category.isInfoEnabled());
+    QVERIFY(!category.isWarningEnabled());
+    QVERIFY(category.isCriticalEnabled());
+}
+
 QTEST_GUILESS_MAIN(TestCommandParser)
 
-#include "tst_commandparser_entries.moc"
+#include "tst_commandparser.moc"
