@@ -45,15 +45,11 @@ const QString commandsQuery = QStringLiteral("GetCommands");
 
 constexpr int minimum = std::numeric_limits<int>::min();
 
-// A successful answer to the query carrying the entries under the payload key.
+// A successful answer to the query carrying the entries under the query's key.
 QByteArray catalogueAnswer(const QString &query, const QJsonArray &entries)
 {
-    QJsonObject response{{QStringLiteral("resultId"), QStringLiteral("Success")},
-                         {QStringLiteral("errorId"), QStringLiteral("NoError")}};
-    response.insert(query == categoriesQuery ? QStringLiteral("commandCategories")
-                                             : QStringLiteral("commands"),
-                    entries);
-    return Scripts::answering(query, QJsonDocument(response).toJson(QJsonDocument::Compact));
+    return Scripts::answeringCatalogue(query,
+                                       QJsonDocument(entries).toJson(QJsonDocument::Compact));
 }
 
 QString describe(const QString &name)

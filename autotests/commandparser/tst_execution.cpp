@@ -38,15 +38,6 @@ LogMessage processingFailed()
                     "CommandHandler::executeCommand FAILED! Processing HandleCommand failed."));
 }
 
-// A successful answer whose details are the JSON object given.
-QByteArray withDetails(const QByteArray &details)
-{
-    return Scripts::answering(execute,
-                              QByteArrayLiteral(R"({"resultId": "Success", "errorId": "NoError", )")
-                                      + QByteArrayLiteral("\"details\": ") + details
-                                      + QByteArrayLiteral("}"));
-}
-
 const QStringList ping = {QStringLiteral("-e"), QStringLiteral("601")};
 } // namespace
 
@@ -138,7 +129,7 @@ void TestExecution::successTest()
 void TestExecution::commandNumbers_data()
 {
     addScriptedRowColumns();
-    const QByteArray ready = withDetails(R"({"state": "ready"})");
+    const QByteArray ready = Scripts::answeringDetails(R"({"state": "ready"})");
     const LogMessages readyLine = {resultLine(QStringLiteral("state"), QStringLiteral("ready"))};
 
     // Every enum is asked in turn: its first and last commands get through.
@@ -202,62 +193,69 @@ void TestExecution::resultFields_data()
                            line("resultId", "Success")}
             << sent;
     QTest::newRow("details a text: nothing written")
-            << ping << withDetails(R"("text")") << LogMessages() << sent;
+            << ping << Scripts::answeringDetails(R"("text")") << LogMessages() << sent;
     QTest::newRow("details a list: nothing written")
-            << ping << withDetails(R"(["a", "b"])") << LogMessages() << sent;
+            << ping << Scripts::answeringDetails(R"(["a", "b"])") << LogMessages() << sent;
     QTest::newRow("details a number: nothing written")
-            << ping << withDetails("5") << LogMessages() << sent;
+            << ping << Scripts::answeringDetails("5") << LogMessages() << sent;
     QTest::newRow("details empty: nothing written")
-            << ping << withDetails("{}") << LogMessages() << sent;
+            << ping << Scripts::answeringDetails("{}") << LogMessages() << sent;
 
     QTest::newRow("b a number and a a text: a first")
-            << ping << withDetails(R"({"b": 5, "a": "x"})")
+            << ping << Scripts::answeringDetails(R"({"b": 5, "a": "x"})")
             << LogMessages{line("a", "x"), line("b", "5")} << sent;
     QTest::newRow("upper case before lower case")
-            << ping << withDetails(R"({"b": "1", "B": "2", "a": "3", "A": "4"})")
+            << ping << Scripts::answeringDetails(R"({"b": "1", "B": "2", "a": "3", "A": "4"})")
             << LogMessages{line("A", "4"), line("B", "2"), line("a", "3"), line("b", "1")} << sent;
     QTest::newRow("keys by code unit: digits, underscore, letters")
-            << ping << withDetails(R"({"z": "1", "9": "2", "10": "3", "_": "4"})")
+            << ping << Scripts::answeringDetails(R"({"z": "1", "9": "2", "10": "3", "_": "4"})")
             << LogMessages{line("10", "3"), line("9", "2"), line("_", "4"), line("z", "1")} << sent;
     QTest::newRow("nested map and list skipped, neighbours written")
-            << ping << withDetails(R"({"a": "1", "m": {"x": "y"}, "l": ["p", "q"], "z": "2"})")
+            << ping
+            << Scripts::answeringDetails(
+                       R"({"a": "1", "m": {"x": "y"}, "l": ["p", "q"], "z": "2"})")
             << LogMessages{line("a", "1"), line("z", "2")} << sent;
     QTest::newRow("empty list skipped")
-            << ping << withDetails(R"({"a": "1", "l": []})") << LogMessages{line("a", "1")} << sent;
+            << ping << Scripts::answeringDetails(R"({"a": "1", "l": []})")
+            << LogMessages{line("a", "1")} << sent;
     QTest::newRow("empty text: key, blank, tab and one trailing blank")
-            << ping << withDetails(R"({"e": ""})") << LogMessages{line("e", "")} << sent;
-    QTest::newRow("trailing blanks of a value kept") << ping << withDetails(R"({"k": "  two  "})")
-                                                     << LogMessages{line("k", "  two  ")} << sent;
+            << ping << Scripts::answeringDetails(R"({"e": ""})") << LogMessages{line("e", "")}
+            << sent;
+    QTest::newRow("trailing blanks of a value kept")
+            << ping << Scripts::answeringDetails(R"({"k": "  two  "})")
+            << LogMessages{line("k", "  two  ")} << sent;
     QTest::newRow("booleans: true and false")
-            << ping << withDetails(R"({"t": true, "f": false})")
+            << ping << Scripts::answeringDetails(R"({"t": true, "f": false})")
             << LogMessages{line("f", "false"), line("t", "true")} << sent;
     QTest::newRow("whole numbers: decimal")
-            << ping << withDetails(R"({"n": 42, "m": -7, "z": 0})")
+            << ping << Scripts::answeringDetails(R"({"n": 42, "m": -7, "z": 0})")
             << LogMessages{line("m", "-7"), line("n", "42"), line("z", "0")} << sent;
     QTest::newRow("fraction: its decimal text")
-            << ping << withDetails(R"({"d": 2.5})") << LogMessages{line("d", "2.5")} << sent;
+            << ping << Scripts::answeringDetails(R"({"d": 2.5})") << LogMessages{line("d", "2.5")}
+            << sent;
     QTest::newRow("double of a whole value: no fraction")
-            << ping << withDetails(R"({"d": {"$typed": "d", "value": 2}})")
+            << ping << Scripts::answeringDetails(R"({"d": {"$typed": "d", "value": 2}})")
             << LogMessages{line("d", "2")} << sent;
     QTest::newRow("numbers of other D-Bus types: decimal")
             << ping
-            << withDetails(R"({"u": {"$typed": "u", "value": 7}, "x": {"$typed": "x", "value": -8},
+            << Scripts::answeringDetails(
+                       R"({"u": {"$typed": "u", "value": 7}, "x": {"$typed": "x", "value": -8},
                                "t": {"$typed": "t", "value": 9}, "n": {"$typed": "n", "value": -3},
                                "q": {"$typed": "q", "value": 4}})")
             << LogMessages{line("n", "-3"), line("q", "4"), line("t", "9"), line("u", "7"),
                            line("x", "-8")}
             << sent;
     QTest::newRow("tab and line break in a value written as they are")
-            << ping << withDetails(R"({"k": "a\tb\nc"})") << LogMessages{line("k", "a\tb\nc")}
-            << sent;
+            << ping << Scripts::answeringDetails(R"({"k": "a\tb\nc"})")
+            << LogMessages{line("k", "a\tb\nc")} << sent;
     QTest::newRow("quotes and backslashes unquoted, unescaped")
-            << ping << withDetails(R"({"say \"hi\"": "back\\slash"})")
+            << ping << Scripts::answeringDetails(R"({"say \"hi\"": "back\\slash"})")
             << LogMessages{line("say \"hi\"", "back\\slash")} << sent;
-    QTest::newRow("empty key") << ping << withDetails(R"({"": "v"})") << LogMessages{line("", "v")}
-                               << sent;
+    QTest::newRow("empty key") << ping << Scripts::answeringDetails(R"({"": "v"})")
+                               << LogMessages{line("", "v")} << sent;
     QTest::newRow("non-ASCII value: written unchanged as UTF-8")
-            << ping << withDetails(R"({"k": "åäö ⠃⠗"})") << LogMessages{line("k", "åäö ⠃⠗")}
-            << sent;
+            << ping << Scripts::answeringDetails(R"({"k": "åäö ⠃⠗"})")
+            << LogMessages{line("k", "åäö ⠃⠗")} << sent;
 }
 
 void TestExecution::resultFields()

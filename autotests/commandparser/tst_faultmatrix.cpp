@@ -45,21 +45,9 @@ const QStringList list = {QStringLiteral("-l")};
 // loaded machine.
 constexpr int boundMs = 8000;
 
-QByteArray success(const QByteArray &payload)
-{
-    return QByteArrayLiteral(R"({"resultId": "Success", "errorId": "NoError", )") + payload
-           + QByteArrayLiteral("}");
-}
-
-QByteArray withDetails(const QByteArray &details)
-{
-    return Scripts::answering(execute, success(QByteArrayLiteral("\"details\": ") + details));
-}
-
 QByteArray ipcCommands(const QByteArray &entries)
 {
-    return Scripts::answering(commandsQuery,
-                              success(QByteArrayLiteral("\"commands\": ") + entries));
+    return Scripts::answeringCatalogue(commandsQuery, entries);
 }
 
 LogMessage categoriesFailed()
@@ -124,16 +112,17 @@ void TestFaultMatrix::replies_data()
 
     // Under the response's map a details value sits at level 6; each list adds 2.
     QTest::newRow("details nested to level 64: accepted, the deep value skipped")
-            << ping << withDetails("{\"deep\": " + nestedLists(29) + R"(, "state": "ready"})")
+            << ping
+            << Scripts::answeringDetails("{\"deep\": " + nestedLists(29) + R"(, "state": "ready"})")
             << LogMessages{resultLine(QStringLiteral("state"), QStringLiteral("ready"))}
             << sentPing;
     const QString big(30 * 1024 * 1024, QLatin1Char('x'));
     QTest::newRow("a 30 MiB reply: written whole")
-            << ping << withDetails("{\"big\": \"" + big.toLatin1() + "\"}")
+            << ping << Scripts::answeringDetails("{\"big\": \"" + big.toLatin1() + "\"}")
             << LogMessages{resultLine(QStringLiteral("big"), big)} << sentPing;
     // Bytes, alone or in a list, have no text form for the result lines.
     QTest::newRow("object path and signature written as text, bytes skipped")
-            << ping << withDetails(R"({"path": {"$typed": "o", "value": "/a/b"},
+            << ping << Scripts::answeringDetails(R"({"path": {"$typed": "o", "value": "/a/b"},
                                "signature": {"$typed": "g", "value": "a{sv}"},
                                "bytes": {"$typed": "ay", "value": [65, 66]},
                                "byte": {"$typed": "y", "value": 65}})")
@@ -141,10 +130,14 @@ void TestFaultMatrix::replies_data()
                            resultLine(QStringLiteral("signature"), QStringLiteral("a{sv}"))}
             << sentPing;
     QTest::newRow("category list a string where a list belongs: as empty")
-            << list << Scripts::answering(categoriesQuery, success(R"("commandCategories": "x")"))
+            << list
+            << Scripts::answering(categoriesQuery,
+                                  Scripts::successful(R"("commandCategories": "x")"))
             << unlistedEntries(categoryEnumerators()) << sentCategories;
     QTest::newRow("command list a map where a list belongs: as empty")
-            << ipc << Scripts::answering(commandsQuery, success(R"("commands": {"id": "Ping"})"))
+            << ipc
+            << Scripts::answering(commandsQuery,
+                                  Scripts::successful(R"("commands": {"id": "Ping"})"))
             << unlistedEntries(commandEnumerators(6)) << sentIpc;
     QTest::newRow("description a map where a string belongs: empty description")
             << ipc << ipcCommands(R"([{"id": "Ping", "description": {"text": "Answers"}}])")
@@ -177,7 +170,7 @@ void TestFaultMatrix::replies()
 void TestFaultMatrix::shell_data()
 {
     addScriptedRowColumns();
-    const QByteArray echoed = withDetails(R"({"text": "echoed"})");
+    const QByteArray echoed = Scripts::answeringDetails(R"({"text": "echoed"})");
     const LogMessages echoedLine = {resultLine(QStringLiteral("text"), QStringLiteral("echoed"))};
 
     const QString many = words(10000);
@@ -275,7 +268,7 @@ void TestFaultMatrix::busGoneBetweenTwoRuns()
     samePlace.insert(QStringLiteral("DBUS_SYSTEM_BUS_ADDRESS"), bus.address());
     {
         ToolRunner runner(bus);
-        QVERIFY2(runner.startScripted(withDetails(R"({"state": "ready"})")),
+        QVERIFY2(runner.startScripted(Scripts::answeringDetails(R"({"state": "ready"})")),
                  qPrintable(runner.errorString()));
         verifyLoggedRuns(runner, ping,
                          {resultLine(QStringLiteral("state"), QStringLiteral("ready"))},
@@ -305,7 +298,7 @@ void TestFaultMatrix::bytesThatAreNotUtf8()
 
     ToolRunner runner(m_bus);
     runner.setToolPath(wrapper);
-    QVERIFY2(runner.startScripted(withDetails(R"({"text": "echoed"})")),
+    QVERIFY2(runner.startScripted(Scripts::answeringDetails(R"({"text": "echoed"})")),
              qPrintable(runner.errorString()));
     const QString replaced
             = QStringLiteral("a") + QChar(0xfffd) + QStringLiteral("b") + QChar(0xfffd);

@@ -37,17 +37,6 @@ QByteArray json(const QJsonValue &value)
     return QJsonDocument(QJsonArray{value}).toJson(QJsonDocument::Compact).mid(1).chopped(1);
 }
 
-// A successful answer to the query carrying the entries under the payload key.
-QByteArray catalogueAnswer(const QString &query, const QByteArray &entries)
-{
-    const QString payload = query == categoriesQuery ? QStringLiteral("commandCategories")
-                                                     : QStringLiteral("commands");
-    return Scripts::answering(
-            query, QByteArrayLiteral(R"({"resultId": "Success", "errorId": "NoError", ")")
-                           + payload.toUtf8() + QByteArrayLiteral("\": ") + entries
-                           + QByteArrayLiteral("}"));
-}
-
 QString describe(const Enumerator &enumerator)
 {
     return QStringLiteral("About ") + enumerator.name;
@@ -124,11 +113,12 @@ void TestListing::categories_data()
     const QByteArray ipcEntry = entry(QStringLiteral("IpcCommandId"));
 
     QTest::newRow("every category, in the enum's order not the answer's")
-            << l << catalogueAnswer(categoriesQuery, everyEntryReversed(categories))
+            << l << Scripts::answeringCatalogue(categoriesQuery, everyEntryReversed(categories))
             << everyEntryListed(categories) << sent;
     QTest::newRow("category entry with arguments: a signature on its line")
             << l
-            << catalogueAnswer(categoriesQuery, R"([{"id": "IpcCommandId", "description": "IPC",
+            << Scripts::answeringCatalogue(categoriesQuery,
+                                           R"([{"id": "IpcCommandId", "description": "IPC",
                                                      "argumentCount": 1, "argumentTypes":
                                                      [{"name": "a", "type": "b"}]}])")
             << unlistedEntries(categories.mid(0, 5))
@@ -168,38 +158,41 @@ void TestListing::categories_data()
                        + noneListed
             << sent;
     QTest::newRow("empty catalogue: no query message, lines end in the tab and two blanks")
-            << l << catalogueAnswer(categoriesQuery, "[]") << noneListed << sent;
+            << l << Scripts::answeringCatalogue(categoriesQuery, "[]") << noneListed << sent;
     QTest::newRow("category list a number: as empty, no query message")
-            << l << catalogueAnswer(categoriesQuery, "5") << noneListed << sent;
+            << l << Scripts::answeringCatalogue(categoriesQuery, "5") << noneListed << sent;
     QTest::newRow("entries that are not maps: never shown")
             << l
-            << catalogueAnswer(categoriesQuery, "[5, \"IpcCommandId\", [\"x\"], " + ipcEntry + "]")
+            << Scripts::answeringCatalogue(categoriesQuery,
+                                           "[5, \"IpcCommandId\", [\"x\"], " + ipcEntry + "]")
             << listing(categories, {QStringLiteral("IpcCommandId")}) << sent;
     QTest::newRow("entry without id: never shown")
             << l
-            << catalogueAnswer(categoriesQuery,
-                               R"([{"description": "About ConfigurationCommandId"}, )" + ipcEntry
-                                       + "]")
+            << Scripts::answeringCatalogue(categoriesQuery,
+                                           R"([{"description": "About ConfigurationCommandId"}, )"
+                                                   + ipcEntry + "]")
             << listing(categories, {QStringLiteral("IpcCommandId")}) << sent;
     QTest::newRow("two entries with one id: the later one shown")
             << l
-            << catalogueAnswer(categoriesQuery,
-                               R"([{"id": "IpcCommandId", "description": "Earlier"}, )" + ipcEntry
-                                       + "]")
+            << Scripts::answeringCatalogue(categoriesQuery,
+                                           R"([{"id": "IpcCommandId", "description": "Earlier"}, )"
+                                                   + ipcEntry + "]")
             << listing(categories, {QStringLiteral("IpcCommandId")}) << sent;
     QTest::newRow("id matching no category: not shown")
             << l
-            << catalogueAnswer(categoriesQuery,
-                               R"([{"id": "MaintenanceCommandId", "description": "Other"}, )"
-                                       + ipcEntry + "]")
+            << Scripts::answeringCatalogue(
+                       categoriesQuery,
+                       R"([{"id": "MaintenanceCommandId", "description": "Other"}, )" + ipcEntry
+                               + "]")
             << listing(categories, {QStringLiteral("IpcCommandId")}) << sent;
     QTest::newRow("id in another letter case: not found")
             << l
-            << catalogueAnswer(categoriesQuery,
-                               R"([{"id": "ipcCommandId", "description": "Lower"}])")
+            << Scripts::answeringCatalogue(categoriesQuery,
+                                           R"([{"id": "ipcCommandId", "description": "Lower"}])")
             << noneListed << sent;
     QTest::newRow("id a number: not found")
-            << l << catalogueAnswer(categoriesQuery, R"([{"id": 6, "description": "Six"}])")
+            << l
+            << Scripts::answeringCatalogue(categoriesQuery, R"([{"id": 6, "description": "Six"}])")
             << noneListed << sent;
 }
 
@@ -219,14 +212,15 @@ void TestListing::commands_data()
         QTest::addRow("-c %d: %s asked for, its commands in the enum's order", category,
                       qPrintable(name))
                 << QStringList{c, QString::number(category)}
-                << catalogueAnswer(commandsQuery, everyEntryReversed(commands))
+                << Scripts::answeringCatalogue(commandsQuery, everyEntryReversed(commands))
                 << everyEntryListed(commands) << QStringList{Requests::recordedCommands(name)};
         QTest::addRow("-c %d: empty catalogue, every command without texts", category)
-                << QStringList{c, QString::number(category)} << catalogueAnswer(commandsQuery, "[]")
-                << unlistedEntries(commands) << QStringList{Requests::recordedCommands(name)};
+                << QStringList{c, QString::number(category)}
+                << Scripts::answeringCatalogue(commandsQuery, "[]") << unlistedEntries(commands)
+                << QStringList{Requests::recordedCommands(name)};
     }
 
-    const QByteArray emptyCatalogue = catalogueAnswer(commandsQuery, "[]");
+    const QByteArray emptyCatalogue = Scripts::answeringCatalogue(commandsQuery, "[]");
     for (int category : {0, 7, -1, 2147483647, int(-2147483647 - 1)}) {
         QTest::addRow("-c %d: unknown, nothing asked", category)
                 << QStringList{c, QString::number(category)} << emptyCatalogue
@@ -264,24 +258,29 @@ void TestListing::commands_data()
             << LogMessages{queryError(commandsFunction, "Commands not found!")} + noneListed
             << sent;
     QTest::newRow("command list a text: as empty, no query message")
-            << ipc << catalogueAnswer(commandsQuery, R"("Ping")") << noneListed << sent;
+            << ipc << Scripts::answeringCatalogue(commandsQuery, R"("Ping")") << noneListed << sent;
     QTest::newRow("commands of another category: not shown")
             << ipc
-            << catalogueAnswer(commandsQuery, "[" + entry(QStringLiteral("GetConfiguration")) + ", "
-                                                      + echoEntry + "]")
+            << Scripts::answeringCatalogue(commandsQuery,
+                                           "[" + entry(QStringLiteral("GetConfiguration")) + ", "
+                                                   + echoEntry + "]")
             << listing(ipcCommands, {QStringLiteral("Echo")}) << sent;
     QTest::newRow("entries that are not maps or without id: never shown")
             << ipc
-            << catalogueAnswer(commandsQuery,
-                               R"([7, "Ping", {"description": "About Ping"}, )" + echoEntry + "]")
+            << Scripts::answeringCatalogue(commandsQuery,
+                                           R"([7, "Ping", {"description": "About Ping"}, )"
+                                                   + echoEntry + "]")
             << listing(ipcCommands, {QStringLiteral("Echo")}) << sent;
     QTest::newRow("two entries with one id: the later one shown")
             << ipc
-            << catalogueAnswer(commandsQuery,
-                               R"([{"id": "Echo", "description": "Earlier"}, )" + echoEntry + "]")
+            << Scripts::answeringCatalogue(commandsQuery,
+                                           R"([{"id": "Echo", "description": "Earlier"}, )"
+                                                   + echoEntry + "]")
             << listing(ipcCommands, {QStringLiteral("Echo")}) << sent;
     QTest::newRow("id in another letter case: not found")
-            << ipc << catalogueAnswer(commandsQuery, R"([{"id": "echo", "description": "Lower"}])")
+            << ipc
+            << Scripts::answeringCatalogue(commandsQuery,
+                                           R"([{"id": "echo", "description": "Lower"}])")
             << noneListed << sent;
 }
 
@@ -430,7 +429,7 @@ void TestListing::signatures()
     QFETCH(LogMessages, echoMessages);
 
     // Echo's neighbours stay plain, so that each row changes one line only.
-    const QByteArray script = catalogueAnswer(
+    const QByteArray script = Scripts::answeringCatalogue(
             commandsQuery,
             R"([{"id": "Ping", "description": "Ping", "argumentCount": 0},
                 {"id": "GetServiceInfo", "description": "Info"}, )"

@@ -92,6 +92,11 @@ namespace Scripts {
 
 const QByteArray success = R"("resultId": "Success", "errorId": "NoError")";
 
+QByteArray successful(const QByteArray &members)
+{
+    return "{" + success + ", " + members + "}";
+}
+
 QByteArray answer(const QByteArray &response)
 {
     return R"({"responses": [)" + response + "]}";
@@ -100,6 +105,20 @@ QByteArray answer(const QByteArray &response)
 QByteArray answering(const QString &commandId, const QByteArray &response)
 {
     return R"({"byCommand": {")" + commandId.toUtf8() + R"(": )" + response + "}}";
+}
+
+QByteArray answeringDetails(const QByteArray &details)
+{
+    return answering(ls::CommandHandlerCmdId::HandleCommand,
+                     successful(R"("details": )" + details));
+}
+
+QByteArray answeringCatalogue(const QString &query, const QByteArray &entries)
+{
+    const QString key = query == ls::CommandHandlerCmdId::GetCommandCategories
+                                ? ls::commandCategoriesKey
+                                : ls::commandsKey;
+    return answering(query, successful('"' + key.toUtf8() + R"(": )" + entries));
 }
 
 } // namespace Scripts

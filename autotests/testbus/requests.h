@@ -35,10 +35,19 @@ namespace Scripts {
 // The members of a successful answer, for a response object: "{" + success + ", ...}".
 extern const QByteArray success;
 
+// A successful response object with more members: successful(R"("details": {"a": 1})").
+QByteArray successful(const QByteArray &members);
+
 // A script answering the first request with the response object.
 QByteArray answer(const QByteArray &response);
 // A script whose every request of the command id gets the response, however often it comes.
 QByteArray answering(const QString &commandId, const QByteArray &response);
+
+// A script whose every HandleCommand gets a success with the details (a JSON object).
+QByteArray answeringDetails(const QByteArray &details);
+// A script whose every catalogue query (GetCommandCategories or GetCommands) gets a success with
+// the entries (a JSON array, or anything else a test sends instead) under the query's key.
+QByteArray answeringCatalogue(const QString &query, const QByteArray &entries);
 
 } // namespace Scripts
 
