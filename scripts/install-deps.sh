@@ -3,7 +3,7 @@
 set -euo pipefail
 
 packages=(cmake g++ make pkg-config qtbase5-dev qtbase5-dev-tools dbus-daemon libglib2.0-bin
-          liblouis-dev liblouis-data libsystemd-dev systemd valgrind zsh)
+          liblouis-dev liblouis-data libsystemd-dev systemd valgrind zsh groff-base man-db)
 
 missing=()
 for p in "${packages[@]}"; do
