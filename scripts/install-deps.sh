@@ -21,5 +21,11 @@ if [ "$(id -u)" -ne 0 ]; then
     sudo=(sudo)
 fi
 echo "Installing: ${missing[*]}" >&2
+if [ ${#sudo[@]} -gt 0 ]; then
+    # On standard output, which scripts/run.sh shows with the build's: the one thing the first
+    # run asks of its user.
+    echo "install-deps.sh: the build needs these Debian packages, and installing them needs root:" \
+         "sudo may ask for your password"
+fi
 "${sudo[@]}" apt-get update -qq
 DEBIAN_FRONTEND=noninteractive "${sudo[@]}" apt-get install -y -qq --no-install-recommends "${missing[@]}"

@@ -66,8 +66,14 @@ fi
 # shellcheck source=scripts/privatebus.sh
 . "$root/scripts/privatebus.sh"
 run_dir=$(mktemp -d "${TMPDIR:-/tmp}/command-handler.XXXXXX")
+tool_pid=
 # shellcheck disable=SC2317 # run by the EXIT trap
 shutdown() {
+    # Only when this script is stopped while the tool runs.
+    if [ -n "$tool_pid" ]; then
+        kill -TERM "$tool_pid" 2> /dev/null || true
+        wait "$tool_pid" 2> /dev/null || true
+    fi
     privatebus_stop
     rm -rf "$run_dir"
 }
@@ -97,6 +103,10 @@ EOT
     exit "$status"
 fi
 
+# Waited for, rather than run in the foreground, so that SIGTERM reaches this script at once.
+DBUS_SYSTEM_BUS_ADDRESS=$address "$tool" "$@" 0<&0 &
+tool_pid=$!
 status=0
-DBUS_SYSTEM_BUS_ADDRESS=$address "$tool" "$@" || status=$?
+wait "$tool_pid" || status=$?
+tool_pid=
 exit "$status"
