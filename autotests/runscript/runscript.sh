@@ -20,10 +20,22 @@ config=${4:?$usage}
 work=$(mktemp -d "${TMPDIR:-/tmp}/runscript.XXXXXX")
 # shellcheck source=scripts/privatebus.sh
 . "$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd)/scripts/privatebus.sh"
+# The processes whose command lines name TEXT: "pid command line", one a line.
+processes_naming() {
+    local cmdline pid line
+    for cmdline in /proc/[0-9]*/cmdline; do
+        pid=${cmdline#/proc/}
+        pid=${pid%/cmdline}
+        case $pid in "$$" | "$BASHPID") continue ;; esac
+        line=$(tr '\0' ' ' 2> /dev/null < "$cmdline") || continue
+        [[ $line == *"$1"* ]] && printf '%s %s\n' "$pid" "$line"
+    done
+    return 0
+}
 cleanup() {
     privatebus_stop
     # Whatever a failed check left behind.
-    pkill -KILL -f -- "$work/" 2> /dev/null || true
+    processes_naming "$work/" | while read -r pid _; do kill -KILL "$pid" 2> /dev/null; done
     rm -rf "$work"
 }
 trap cleanup EXIT
@@ -57,7 +69,7 @@ run() {
 # Nothing of a run is left: no process that names its folder, and no folder.
 nothing_left() {
     local left
-    left=$(pgrep -a -f -- "$work/tmp/" || true)
+    left=$(processes_naming "$work/tmp/")
     [ -z "$left" ] || fail "$1: still running: $left"
     left=$(find "$work/tmp" -mindepth 1 -maxdepth 1)
     [ -z "$left" ] || fail "$1: left behind: $left"

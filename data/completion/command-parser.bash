@@ -17,20 +17,17 @@ _command_parser_numbers()
         done
 }
 
-# Prints the number of every command of every category; the whole search keeps to the deadline.
-# The categories are asked side by side, which keeps it well inside on a slow device.
+# Prints the number of every command of every category. The categories are asked side by side,
+# once the device has listed them: with the device absent or silent, that first answer takes the
+# half second, and nothing else is asked.
 _command_parser_commands()
 {
-    # shellcheck disable=SC2016 # the script's own variables
-    LS_DBUS_TIMEOUT_MS=400 timeout 0.5 bash -c '
-        numbers() {
-            while read -r n text; do
-                [[ $n =~ ^[0-9]+$ && -n $text ]] && echo "$n"
-            done
-        }
-        for category in $("$0" -l 2>&1 < /dev/null | numbers); do
-            "$0" -c "$category" 2>&1 < /dev/null &
-        done | numbers | sort -n' "$1"
+    local categories category
+    categories=$(_command_parser_numbers "$1" -l)
+    [ -n "$categories" ] || return 0
+    for category in $categories; do
+        _command_parser_numbers "$1" -c "$category" &
+    done | sort -n
 }
 
 _command_parser()
