@@ -199,6 +199,8 @@ for _ in $(seq 100); do
 done
 [ -S "$chroot_dir/run/dbus/system_bus_socket" ] || { cat "$chroot_dir/tmp/bus.log" >&2; say "the bus did not start"; exit 1; }
 
+# lintian counts as the first check passed.
+passed=1
 failed=0
 run_as() {
     local user=$1
@@ -213,9 +215,10 @@ check_run() {
     printf '%s\n' "$out" | sed 's/^/    /' >&2
     if [ "$status" -ne 0 ] || ! grep -qE "$pattern" <<<"$out" || grep -q 'ERROR\|FAILED!' <<<"$out"; then
         say "FAILED: $what (exit status $status)"
-        failed=1
+        failed=$((failed + 1))
     else
         say "ok: $what"
+        passed=$((passed + 1))
     fi
 }
 say "as embosser (group commandhandler): command-parser -l"
@@ -229,15 +232,17 @@ if [ -f "$chroot_dir/usr/share/dbus-1/system.d/se.tarnvik.CommandHandler.conf" ]
     printf '%s\n' "$out" | sed 's/^/    /' >&2
     if grep -q 'AccessDenied' <<<"$out"; then
         say "ok: the bus refused a user outside commandhandler"
+        passed=$((passed + 1))
     else
         say "FAILED: a user outside commandhandler was not refused"
-        failed=1
+        failed=$((failed + 1))
     fi
 fi
 
 if [ "$failed" -ne 0 ]; then
     say "the bus's log:"
     cat "$chroot_dir/tmp/bus.log" >&2
-    exit 1
 fi
-say "all checks passed in $((SECONDS - started)) s"
+say "checks done in $((SECONDS - started)) s"
+echo "packaging: $passed passed, $failed failed"
+[ "$failed" -eq 0 ]
