@@ -28,7 +28,7 @@ root=$(cd "$(dirname "$0")/.." && pwd)
 me=packaging/check.sh
 
 if [ "$(id -u)" -ne 0 ]; then
-    exec sudo --preserve-env=PACKAGE_BUILD_DIR,CHECK_ROOT_CACHE,DEBIAN_MIRROR "$0" "$@"
+    exec sudo --preserve-env=PACKAGE_BUILD_DIR,CHECK_ROOT_CACHE,DEBIAN_MIRROR,SOURCE_DATE_EPOCH "$0" "$@"
 fi
 
 build=${PACKAGE_BUILD_DIR:-$root/build-packages}
@@ -53,6 +53,8 @@ say "building the packages in $build"
 cmake -S "$root" -B "$build" -DCMAKE_BUILD_TYPE=RelWithDebInfo -DCMAKE_INSTALL_PREFIX=/usr \
     -DBUILD_TESTING=OFF -DBUILD_BENCH=OFF -DBUILD_SIMULATOR=ON -DUSE_SYSTEM_LIBSERVICES=OFF >/dev/null
 cmake --build "$build" -j"$(nproc)" >/dev/null
+# Times in the packages from the changelog's newest entry: the same build gives the same bytes.
+export SOURCE_DATE_EPOCH=${SOURCE_DATE_EPOCH:-$(dpkg-parsechangelog -l "$root/packaging/changelog" -STimestamp)}
 rm -rf "$build/packages"
 (cd "$build" && cpack -G DEB >/dev/null)
 debs=("$build"/packages/*.deb)

@@ -74,6 +74,8 @@ for program in "$tool" "$simulator"; do
 done
 
 say "packages"
+# Times in the packages from the changelog's newest entry: the same build gives the same bytes.
+export SOURCE_DATE_EPOCH=${SOURCE_DATE_EPOCH:-$(dpkg-parsechangelog -l "$root/packaging/changelog" -STimestamp)}
 rm -rf "$build/packages"
 # dpkg-shlibdeps reads the arm64 libraries' dependency information when it is told the host
 # architecture.
