@@ -1,4 +1,5 @@
-#include "device.h"
+#include "device/device.h"
+#include "state/devicestate.h"
 
 #include <ls/commandids.h>
 #include <ls/messagekeys.h>
@@ -1371,7 +1372,7 @@ void DeviceTest::pagesAdvanceWithTime_data()
 
     // The clock of each status request after the job started, and the pages done it reports;
     // the job has 8 pages.
-    const qint64 page = Device::pageIntervalMs;
+    const qint64 page = Rules::pageIntervalMs;
     QTest::newRow("several requests at the start emboss nothing")
             << QList<qint64>{0, 0, 0, 0} << QList<int>{0, 0, 0, 0};
     QTest::newRow("just short of an interval embosses nothing")

@@ -1,4 +1,4 @@
-#include "processservice.h"
+#include "commandhandlerservice.h"
 
 #include "requestrecord.h"
 
@@ -39,28 +39,29 @@ bool reply(sd_bus_message *call, const QVariantList &arguments)
 
 } // namespace
 
-ProcessService::ProcessService(Responder responder, RequestRecord *record, QObject *parent)
-    : QObject(parent), m_responder(std::move(responder)), m_record(record)
+CommandHandlerService::CommandHandlerService(RequestHandler handler, RequestRecord *record,
+                                             QObject *parent)
+    : QObject(parent), m_handler(std::move(handler)), m_record(record)
 { }
 
-ProcessService::~ProcessService()
+CommandHandlerService::~CommandHandlerService()
 {
     detach();
 }
 
-bool ProcessService::attach(sd_bus *bus, const QString &path)
+bool CommandHandlerService::attach(sd_bus *bus, const QString &path)
 {
     // Describes Process to introspection; every call reaches onMessage before this table.
     static const sd_bus_vtable description[]
             = {SD_BUS_VTABLE_START(0),
                SD_BUS_METHOD_WITH_NAMES("Process", "a{sv}", SD_BUS_PARAM(request), "a{sv}",
-                                        SD_BUS_PARAM(response), &ProcessService::onMessage,
+                                        SD_BUS_PARAM(response), &CommandHandlerService::onMessage,
                                         SD_BUS_VTABLE_UNPRIVILEGED),
                SD_BUS_VTABLE_END};
     const QByteArray objectPath = path.toUtf8();
     const QByteArray interface = ls::serviceInterface.toUtf8();
-    if (sd_bus_add_object(bus, &m_objectSlot, objectPath.constData(), &ProcessService::onMessage,
-                          this)
+    if (sd_bus_add_object(bus, &m_objectSlot, objectPath.constData(),
+                          &CommandHandlerService::onMessage, this)
         < 0)
         return false;
     return sd_bus_add_object_vtable(bus, &m_descriptionSlot, objectPath.constData(),
@@ -68,24 +69,24 @@ bool ProcessService::attach(sd_bus *bus, const QString &path)
            >= 0;
 }
 
-void ProcessService::detach()
+void CommandHandlerService::detach()
 {
     m_objectSlot = sd_bus_slot_unref(m_objectSlot);
     m_descriptionSlot = sd_bus_slot_unref(m_descriptionSlot);
 }
 
-int ProcessService::onMessage(sd_bus_message *message, void *userdata, sd_bus_error *)
+int CommandHandlerService::onMessage(sd_bus_message *message, void *userdata, sd_bus_error *)
 {
-    return static_cast<ProcessService *>(userdata)->handle(message);
+    return static_cast<CommandHandlerService *>(userdata)->handle(message);
 }
 
-int ProcessService::handle(sd_bus_message *message)
+int CommandHandlerService::handle(sd_bus_message *message)
 {
     if (!sd_bus_message_is_method_call(message, nullptr, nullptr))
         return 0;
     const QString interface = QString::fromUtf8(sd_bus_message_get_interface(message));
     const bool ourInterface = interface == ls::serviceInterface;
-    // Introspection and the other standard interfaces are sd-bus's to answer.
+    // Introspection and the other standard interfaces are sd-bus's to reply to.
     if (!ourInterface && !interface.isEmpty())
         return 0;
     const QString member = QString::fromUtf8(sd_bus_message_get_member(message));
@@ -97,7 +98,7 @@ int ProcessService::handle(sd_bus_message *message)
         return 1;
     }
 
-    // Written before any answer, so that whoever gets the answer finds the request recorded.
+    // Written before any reply, so that whoever gets the reply finds the request recorded.
     if (m_record && !m_record->append(message))
         qWarning("command-handler-sim: the request could not be recorded: %s",
                  qPrintable(m_record->errorString()));
@@ -116,21 +117,21 @@ int ProcessService::handle(sd_bus_message *message)
         return 1;
     }
 
-    const Answer answer = m_responder(request.toMap());
-    switch (answer.kind) {
-    case Answer::Kind::Reply:
+    const BusReply busReply = m_handler(request.toMap());
+    switch (busReply.kind) {
+    case BusReply::Kind::Arguments:
         // A value the bus cannot carry must not leave the caller waiting.
-        if (!reply(message, answer.arguments)) {
+        if (!reply(message, busReply.arguments)) {
             replyError(message, QStringLiteral(SD_BUS_ERROR_FAILED),
                        QStringLiteral("The answer could not be sent"));
         }
         break;
-    case Answer::Kind::Error:
-        replyError(message, answer.errorName, answer.errorMessage);
+    case BusReply::Kind::Error:
+        replyError(message, busReply.errorName, busReply.errorMessage);
         break;
-    case Answer::Kind::NoReply:
+    case BusReply::Kind::NoReply:
         break;
-    case Answer::Kind::Exit:
+    case BusReply::Kind::Exit:
         Q_EMIT exitRequested();
         break;
     }

@@ -1,14 +1,6 @@
 #include "devicestate.h"
 
-#include "braille.h"
-#include "devicelogging.h"
-
-#include <QDir>
-#include <QFile>
-#include <QFileInfo>
 #include <QJsonArray>
-#include <QJsonDocument>
-#include <QSaveFile>
 #include <QSet>
 
 namespace {
@@ -52,12 +44,15 @@ public:
             fail(key, QStringLiteral("true or false"));
         return v.toBool();
     }
-    int integer(const QJsonObject &o, const QString &key, int minimum, int maximum)
+    int integer(const QJsonObject &o, const QString &key, Rules::Range range)
     {
         const QJsonValue v = o.value(key);
         const double d = v.toDouble();
-        if (!v.isDouble() || d != double(qint64(d)) || d < minimum || d > maximum)
-            fail(key, QStringLiteral("a whole number from %1 to %2").arg(minimum).arg(maximum));
+        if (!v.isDouble() || d != double(qint64(d)) || d < range.minimum || d > range.maximum) {
+            fail(key, QStringLiteral("a whole number from %1 to %2")
+                              .arg(range.minimum)
+                              .arg(range.maximum));
+        }
         return v.toInt();
     }
     void check(bool condition, const QString &what)
@@ -80,7 +75,14 @@ private:
 
 } // namespace
 
-Configuration::Configuration() : brailleTable(Braille::defaultTable()) { }
+Document *DeviceState::document(int id)
+{
+    for (Document &d : documents) {
+        if (d.id == id)
+            return &d;
+    }
+    return nullptr;
+}
 
 QJsonObject DeviceState::toJson() const
 {
@@ -128,30 +130,26 @@ bool DeviceState::fromJson(const QJsonObject &object, DeviceState *state, QStrin
 
     const QJsonObject c = r.object(object, QStringLiteral("configuration"));
     s.configuration.paperFormat = r.string(c, QStringLiteral("paperFormat"));
-    s.configuration.cellsPerLine = r.integer(c, QStringLiteral("cellsPerLine"), 10, 48);
-    s.configuration.linesPerPage = r.integer(c, QStringLiteral("linesPerPage"), 10, 32);
+    s.configuration.cellsPerLine
+            = r.integer(c, QStringLiteral("cellsPerLine"), Rules::cellsPerLine);
+    s.configuration.linesPerPage
+            = r.integer(c, QStringLiteral("linesPerPage"), Rules::linesPerPage);
     s.configuration.duplex = r.boolean(c, QStringLiteral("duplex"));
     s.configuration.brailleTable = r.string(c, QStringLiteral("brailleTable"));
-    s.configuration.dotStrength = r.integer(c, QStringLiteral("dotStrength"), 1, 5);
-    r.check(QStringList({QStringLiteral("A4"), QStringLiteral("Letter"),
-                         QStringLiteral("Braille-11x11.5")})
-                    .contains(s.configuration.paperFormat),
+    s.configuration.dotStrength = r.integer(c, QStringLiteral("dotStrength"), Rules::dotStrength);
+    r.check(Rules::paperFormats().contains(s.configuration.paperFormat),
             QStringLiteral("unknown paper format"));
 
     const QJsonObject p = r.object(object, QStringLiteral("paper"));
-    s.paper.sheetsLoaded = r.integer(p, QStringLiteral("sheetsLoaded"), 0, Paper::trayCapacity);
+    s.paper.sheetsLoaded = r.integer(p, QStringLiteral("sheetsLoaded"), {0, Rules::trayCapacity});
     s.paper.sheetInPosition = r.boolean(p, QStringLiteral("sheetInPosition"));
     s.paper.feedMode = r.string(p, QStringLiteral("feedMode"));
-    r.check(s.paper.feedMode == QLatin1String("sheet")
-                    || s.paper.feedMode == QLatin1String("tractor"),
-            QStringLiteral("unknown feed mode"));
+    r.check(Rules::feedModes().contains(s.paper.feedMode), QStringLiteral("unknown feed mode"));
 
-    s.nextDocumentId = r.integer(object, QStringLiteral("nextDocumentId"), 1, INT_MAX);
-    s.nextJobId = r.integer(object, QStringLiteral("nextJobId"), 1, INT_MAX);
+    s.nextDocumentId = r.integer(object, QStringLiteral("nextDocumentId"), {1, INT_MAX});
+    s.nextJobId = r.integer(object, QStringLiteral("nextJobId"), {1, INT_MAX});
     s.pendingFault = r.string(object, QStringLiteral("pendingFault"));
-    r.check(QStringList({QStringLiteral("none"), QStringLiteral("paper-jam"),
-                         QStringLiteral("cover-open")})
-                    .contains(s.pendingFault),
+    r.check(Rules::pendingFaults().contains(s.pendingFault),
             QStringLiteral("unknown pending fault"));
 
     QSet<int> ids;
@@ -160,7 +158,7 @@ bool DeviceState::fromJson(const QJsonObject &object, DeviceState *state, QStrin
         r.check(v.isObject(), QStringLiteral("a document is not an object"));
         const QJsonObject o = v.toObject();
         Document d;
-        d.id = r.integer(o, QStringLiteral("id"), 1, INT_MAX);
+        d.id = r.integer(o, QStringLiteral("id"), Rules::documentIds);
         d.title = r.string(o, QStringLiteral("title"));
         d.text = r.string(o, QStringLiteral("text"));
         d.open = r.boolean(o, QStringLiteral("open"));
@@ -186,78 +184,4 @@ bool DeviceState::fromJson(const QJsonObject &object, DeviceState *state, QStrin
     if (r.ok())
         *state = s;
     return r.ok();
-}
-
-StateFile::StateFile(const QString &path) : m_path(path) { }
-
-DeviceState StateFile::load()
-{
-    QFile file(m_path);
-    if (!file.exists())
-        return DeviceState();
-    if (!file.open(QIODevice::ReadOnly)) {
-        m_enabled = false;
-        qCWarning(SIM_DEVICE).noquote()
-                << QStringLiteral("State file %1 cannot be read (%2); starting with the factory "
-                                  "state and leaving the file untouched")
-                           .arg(m_path, file.errorString());
-        return DeviceState();
-    }
-    const QByteArray content = file.readAll();
-    file.close();
-
-    QJsonParseError parseError;
-    const QJsonDocument document = QJsonDocument::fromJson(content, &parseError);
-    QString problem;
-    DeviceState state;
-    if (parseError.error != QJsonParseError::NoError) {
-        problem = QStringLiteral("not valid JSON at offset %1: %2")
-                          .arg(parseError.offset)
-                          .arg(parseError.errorString());
-    } else if (!document.isObject()) {
-        problem = QStringLiteral("not a JSON object");
-    } else if (DeviceState::fromJson(document.object(), &state, &problem)) {
-        m_lastWritten = content;
-        return state;
-    }
-
-    // Keep the damaged file for whoever has to find out what happened to it.
-    const QString stamp
-            = QDateTime::currentDateTimeUtc().toString(QStringLiteral("yyyyMMddThhmmsszzzZ"));
-    QString aside = QStringLiteral("%1.damaged-%2").arg(m_path, stamp);
-    for (int n = 1; QFileInfo::exists(aside); ++n)
-        aside = QStringLiteral("%1.damaged-%2-%3").arg(m_path, stamp).arg(n);
-    if (QFile::rename(m_path, aside)) {
-        m_setAsidePath = aside;
-        qCWarning(SIM_DEVICE).noquote()
-                << QStringLiteral("State file %1 is damaged (%2); moved it to %3 and started with "
-                                  "the factory state")
-                           .arg(m_path, problem, aside);
-    } else {
-        m_enabled = false;
-        qCWarning(SIM_DEVICE).noquote()
-                << QStringLiteral("State file %1 is damaged (%2) and cannot be moved aside; "
-                                  "started with the factory state and will not save")
-                           .arg(m_path, problem);
-    }
-    return DeviceState();
-}
-
-bool StateFile::save(const DeviceState &state)
-{
-    if (!m_enabled)
-        return true;
-    const QByteArray content = QJsonDocument(state.toJson()).toJson(QJsonDocument::Indented);
-    if (content == m_lastWritten)
-        return true;
-    QSaveFile file(m_path);
-    if (!QFileInfo(m_path).absoluteDir().mkpath(QStringLiteral("."))
-        || !file.open(QIODevice::WriteOnly) || file.write(content) != content.size()
-        || !file.commit()) {
-        qCWarning(SIM_DEVICE).noquote() << QStringLiteral("State file %1 cannot be written: %2")
-                                                   .arg(m_path, file.errorString());
-        return false;
-    }
-    m_lastWritten = content;
-    return true;
 }

@@ -14,7 +14,7 @@
 
 namespace {
 
-// Answers of RequestName that leave the name with us.
+// Replies to RequestName that leave the name with us.
 constexpr uint32_t primaryOwner = 1;
 constexpr uint32_t alreadyOwner = 4;
 
@@ -113,7 +113,7 @@ int BusConnection::onNameReply(sd_bus_message *reply, void *userdata, sd_bus_err
 {
     auto *self = static_cast<BusConnection *>(userdata);
     if (sd_bus_message_is_method_error(reply, nullptr)) {
-        // A connection that ended before the answer reports itself when its end is processed.
+        // A connection that ended before the reply reports itself when its end is processed.
         if (sd_bus_is_open(self->m_bus) <= 0)
             return 0;
         const sd_bus_error *error = sd_bus_message_get_error(reply);

@@ -1,6 +1,6 @@
 #include "braille.h"
 
-#include "devicelogging.h"
+#include "state/devicelogging.h"
 
 #include <liblouis/liblouis.h>
 
@@ -47,11 +47,6 @@ QVector<widechar> toWide(const QString &text)
 }
 
 } // namespace
-
-QString defaultTable()
-{
-    return QStringLiteral("en-us-g1.ctb");
-}
 
 bool isKnownTable(const QString &table)
 {

@@ -10,8 +10,6 @@ namespace Braille {
 
 constexpr QChar blankCell = QChar(0x2800);
 
-QString defaultTable();
-
 // Whether liblouis can compile the table. Only plain table file names are accepted: no paths
 // and no table lists.
 bool isKnownTable(const QString &table);

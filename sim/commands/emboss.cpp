@@ -1,0 +1,104 @@
+// The emboss commands (EmbossCommandId): a job of a closed document's copies or of a text, and
+// its pause, resume and cancel.
+
+#include "commandcontext.h"
+#include "paperpath.h"
+
+#include "job/embossjob.h"
+#include "job/pagelayout.h"
+#include "state/statestore.h"
+
+namespace EmbossCommands {
+
+DeviceResult startEmbossing(CommandContext &device, const Arguments &args)
+{
+    if (device.job.isActive())
+        return device.job.busyFailure();
+    DeviceState &state = device.store.state();
+    const int id = args.at(0).toInt();
+    const Document *document = state.document(id);
+    if (!document) {
+        return DeviceResult::failure(DeviceError::noSuchDocument,
+                                     QStringLiteral("There is no document %1").arg(id));
+    }
+    if (document->open) {
+        return DeviceResult::failure(
+                DeviceError::invalidState,
+                QStringLiteral("Document %1 is still open; close it first").arg(id));
+    }
+    if (document->text.isEmpty()) {
+        return DeviceResult::failure(DeviceError::invalidState,
+                                     QStringLiteral("Document %1 has no text").arg(id));
+    }
+    TextLayout layout;
+    const DeviceResult laidOut = layOutText(state.configuration, document->text, &layout);
+    if (laidOut.failed())
+        return laidOut;
+    const DeviceResult ready = PaperPath::checkReady(device.store);
+    if (ready.failed())
+        return ready;
+    return device.job.start(state, id, args.at(1).toInt(),
+                            pagesOf(layout.lines, state.configuration), device.now());
+}
+
+DeviceResult pauseEmbossing(CommandContext &device, const Arguments &)
+{
+    if (device.job.state() != EmbossJob::State::Embossing)
+        return DeviceResult::failure(DeviceError::invalidState,
+                                     QStringLiteral("No job is embossing"));
+    device.job.pause();
+    return DeviceResult::success(device.job.details());
+}
+
+// A job paused before a back page needs no sheet to go on, only a clear paper path.
+DeviceResult resumeEmbossing(CommandContext &device, const Arguments &)
+{
+    if (device.job.state() != EmbossJob::State::Paused)
+        return DeviceResult::failure(DeviceError::invalidState, QStringLiteral("No job is paused"));
+    const DeviceResult ready = device.job.nextPageNeedsSheet() ? PaperPath::checkReady(device.store)
+                                                               : PaperPath::takeFault(device.store);
+    if (ready.failed())
+        return ready;
+    device.job.resume(device.now());
+    return DeviceResult::success(device.job.details());
+}
+
+DeviceResult cancelEmbossing(CommandContext &device, const Arguments &)
+{
+    if (!device.job.isActive())
+        return DeviceResult::failure(DeviceError::invalidState, QStringLiteral("No job to cancel"));
+    device.job.cancel();
+    return DeviceResult::success(device.job.details());
+}
+
+DeviceResult getEmbossStatus(CommandContext &device, const Arguments &)
+{
+    return DeviceResult::success(device.job.details());
+}
+
+DeviceResult embossText(CommandContext &device, const Arguments &args)
+{
+    if (device.job.isActive())
+        return device.job.busyFailure();
+    const QString text = args.at(0).toString();
+    if (text.isEmpty()) {
+        return DeviceResult::failure(DeviceError::invalidArgument,
+                                     QStringLiteral("There is no text to emboss"));
+    }
+    if (Rules::characterCount(text) > Rules::maximumTextLength) {
+        return DeviceResult::failure(DeviceError::invalidArgument,
+                                     QStringLiteral("The text is longer than %1 characters")
+                                             .arg(Rules::maximumTextLength));
+    }
+    DeviceState &state = device.store.state();
+    TextLayout layout;
+    const DeviceResult laidOut = layOutText(state.configuration, text, &layout);
+    if (laidOut.failed())
+        return laidOut;
+    const DeviceResult ready = PaperPath::checkReady(device.store);
+    if (ready.failed())
+        return ready;
+    return device.job.start(state, 0, 1, pagesOf(layout.lines, state.configuration), device.now());
+}
+
+} // namespace EmbossCommands

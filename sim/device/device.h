@@ -1,0 +1,35 @@
+#ifndef DEVICE_H
+#define DEVICE_H
+
+#include "job/embossjob.h"
+#include "job/pagefiles.h"
+#include "rules/deviceoptions.h"
+#include "state/statestore.h"
+
+#include <QVariantMap>
+
+// The simulated embossing device: its parts, and the cycle of one request through them. Each
+// request first lets the running job emboss what is due, is then dispatched, and leaves the kept
+// state written when it changed.
+class Device
+{
+public:
+    explicit Device(const DeviceOptions &options);
+
+    // The response map to one request map, already converted to plain Qt types.
+    QVariantMap handle(const QVariantMap &request);
+
+private:
+    // A page the job embossed: written to its page file, a failure warned of and logged.
+    void pageEmbossed(const EmbossedPage &page);
+
+    DeviceOptions m_options;
+    // The clock's reading when the device started.
+    qint64 m_startMs = 0;
+    int m_requestsServed = 0;
+    StateStore m_store;
+    EmbossJob m_job;
+    PageFiles m_pageFiles;
+};
+
+#endif // DEVICE_H

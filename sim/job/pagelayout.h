@@ -1,0 +1,49 @@
+#ifndef PAGELAYOUT_H
+#define PAGELAYOUT_H
+
+#include "rules/deviceresult.h"
+#include "state/devicestate.h"
+
+#include <QString>
+#include <QStringList>
+
+// A text laid out as the device embosses it, with the configuration's braille table, cells per
+// line and lines per page.
+
+// A text translated into braille and broken into embossed lines.
+struct TextLayout
+{
+    QStringList lines;
+    // The cells of the translation, the blanks that a line break swallows included.
+    int cells = 0;
+};
+
+// Lays the text out; TranslationFailed when the braille table no longer loads.
+DeviceResult layOutText(const Configuration &configuration, const QString &text,
+                        TextLayout *layout);
+
+// The pages of embossed lines, each filled to the full page with blank cells.
+QStringList pagesOf(const QStringList &lines, const Configuration &configuration);
+
+// One page as the head embossed it: what a page file holds and what a picture of the sheet needs.
+struct EmbossedPage
+{
+    enum class Side { Front, Back };
+
+    int jobId = 0;
+    // The copy, from 1, and the page within the copy, from 1.
+    int copy = 0;
+    int page = 0;
+    // The sheet within the copy, from 1, and the side of it the page is on: in duplex the back of
+    // each sheet takes the next page, and every copy starts on a fresh sheet.
+    int sheet = 0;
+    Side side = Side::Front;
+    // The page's braille: linesPerPage lines of cellsPerLine Unicode braille cells (U+2800 to
+    // U+28FF, U+2800 blank), each ending in a line break.
+    QString cells;
+    // The configuration the job was started with: paper format, cells per line, lines per page,
+    // duplex, braille table and dot strength.
+    Configuration layout;
+};
+
+#endif // PAGELAYOUT_H

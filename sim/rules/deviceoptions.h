@@ -1,0 +1,22 @@
+#ifndef DEVICEOPTIONS_H
+#define DEVICEOPTIONS_H
+
+#include <QString>
+
+#include <functional>
+
+// How the simulated device is run: the device options of the command line, and its clock.
+struct DeviceOptions
+{
+    // Pages advance one per request instead of with time, so runs are repeatable.
+    bool stepPerRequest = false;
+    // Where each embossed page is written as Unicode braille; nothing is written when empty.
+    QString outputDirectory;
+    // Where the device's state is kept across restarts; nothing is kept when empty.
+    QString stateFile;
+    // Monotonic milliseconds that time pages and uptime; a running QElapsedTimer when unset, so
+    // that a test can set the time instead of waiting for it.
+    std::function<qint64()> clockMs;
+};
+
+#endif // DEVICEOPTIONS_H
