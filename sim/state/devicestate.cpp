@@ -14,48 +14,48 @@ class Reader
 public:
     explicit Reader(QString *error) : m_error(error) { }
 
-    bool ok() const { return m_ok; }
+    bool isValid() const { return m_ok; }
 
-    QJsonObject object(const QJsonObject &o, const QString &key)
+    QJsonObject objectAt(const QJsonObject &o, const QString &key)
     {
         const QJsonValue v = o.value(key);
         if (!v.isObject())
-            fail(key, QStringLiteral("an object"));
+            reject(key, QStringLiteral("an object"));
         return v.toObject();
     }
-    QJsonArray array(const QJsonObject &o, const QString &key)
+    QJsonArray listAt(const QJsonObject &o, const QString &key)
     {
         const QJsonValue v = o.value(key);
         if (!v.isArray())
-            fail(key, QStringLiteral("a list"));
+            reject(key, QStringLiteral("a list"));
         return v.toArray();
     }
-    QString string(const QJsonObject &o, const QString &key)
+    QString textAt(const QJsonObject &o, const QString &key)
     {
         const QJsonValue v = o.value(key);
         if (!v.isString())
-            fail(key, QStringLiteral("a text"));
+            reject(key, QStringLiteral("a text"));
         return v.toString();
     }
-    bool boolean(const QJsonObject &o, const QString &key)
+    bool truthAt(const QJsonObject &o, const QString &key)
     {
         const QJsonValue v = o.value(key);
         if (!v.isBool())
-            fail(key, QStringLiteral("true or false"));
+            reject(key, QStringLiteral("true or false"));
         return v.toBool();
     }
-    int integer(const QJsonObject &o, const QString &key, Rules::Range range)
+    int wholeNumberAt(const QJsonObject &o, const QString &key, Rules::Range range)
     {
         const QJsonValue v = o.value(key);
         const double d = v.toDouble();
         if (!v.isDouble() || d != double(qint64(d)) || d < range.minimum || d > range.maximum) {
-            fail(key, QStringLiteral("a whole number from %1 to %2")
-                              .arg(range.minimum)
-                              .arg(range.maximum));
+            reject(key, QStringLiteral("a whole number from %1 to %2")
+                                .arg(range.minimum)
+                                .arg(range.maximum));
         }
         return v.toInt();
     }
-    void check(bool condition, const QString &what)
+    void require(bool condition, const QString &what)
     {
         if (!condition && m_ok) {
             m_ok = false;
@@ -64,9 +64,9 @@ public:
     }
 
 private:
-    void fail(const QString &key, const QString &expected)
+    void reject(const QString &key, const QString &expected)
     {
-        check(false, QStringLiteral("\"%1\" is not %2").arg(key, expected));
+        require(false, QStringLiteral("\"%1\" is not %2").arg(key, expected));
     }
 
     QString *m_error;
@@ -125,63 +125,65 @@ bool DeviceState::fromJson(const QJsonObject &object, DeviceState *state, QStrin
 {
     Reader r(error);
     DeviceState s;
-    r.check(object.value(QStringLiteral("version")).toInt(-1) == stateVersion,
-            QStringLiteral("unknown version"));
+    r.require(object.value(QStringLiteral("version")).toInt(-1) == stateVersion,
+              QStringLiteral("unknown version"));
 
-    const QJsonObject c = r.object(object, QStringLiteral("configuration"));
-    s.configuration.paperFormat = r.string(c, QStringLiteral("paperFormat"));
+    const QJsonObject c = r.objectAt(object, QStringLiteral("configuration"));
+    s.configuration.paperFormat = r.textAt(c, QStringLiteral("paperFormat"));
     s.configuration.cellsPerLine
-            = r.integer(c, QStringLiteral("cellsPerLine"), Rules::cellsPerLine);
+            = r.wholeNumberAt(c, QStringLiteral("cellsPerLine"), Rules::cellsPerLine);
     s.configuration.linesPerPage
-            = r.integer(c, QStringLiteral("linesPerPage"), Rules::linesPerPage);
-    s.configuration.duplex = r.boolean(c, QStringLiteral("duplex"));
-    s.configuration.brailleTable = r.string(c, QStringLiteral("brailleTable"));
-    s.configuration.dotStrength = r.integer(c, QStringLiteral("dotStrength"), Rules::dotStrength);
-    r.check(Rules::paperFormats().contains(s.configuration.paperFormat),
-            QStringLiteral("unknown paper format"));
+            = r.wholeNumberAt(c, QStringLiteral("linesPerPage"), Rules::linesPerPage);
+    s.configuration.duplex = r.truthAt(c, QStringLiteral("duplex"));
+    s.configuration.brailleTable = r.textAt(c, QStringLiteral("brailleTable"));
+    s.configuration.dotStrength
+            = r.wholeNumberAt(c, QStringLiteral("dotStrength"), Rules::dotStrength);
+    r.require(Rules::paperFormats().contains(s.configuration.paperFormat),
+              QStringLiteral("unknown paper format"));
 
-    const QJsonObject p = r.object(object, QStringLiteral("paper"));
-    s.paper.sheetsLoaded = r.integer(p, QStringLiteral("sheetsLoaded"), {0, Rules::trayCapacity});
-    s.paper.sheetInPosition = r.boolean(p, QStringLiteral("sheetInPosition"));
-    s.paper.feedMode = r.string(p, QStringLiteral("feedMode"));
-    r.check(Rules::feedModes().contains(s.paper.feedMode), QStringLiteral("unknown feed mode"));
+    const QJsonObject p = r.objectAt(object, QStringLiteral("paper"));
+    s.paper.sheetsLoaded
+            = r.wholeNumberAt(p, QStringLiteral("sheetsLoaded"), {0, Rules::trayCapacity});
+    s.paper.sheetInPosition = r.truthAt(p, QStringLiteral("sheetInPosition"));
+    s.paper.feedMode = r.textAt(p, QStringLiteral("feedMode"));
+    r.require(Rules::feedModes().contains(s.paper.feedMode), QStringLiteral("unknown feed mode"));
 
-    s.nextDocumentId = r.integer(object, QStringLiteral("nextDocumentId"), {1, INT_MAX});
-    s.nextJobId = r.integer(object, QStringLiteral("nextJobId"), {1, INT_MAX});
-    s.pendingFault = r.string(object, QStringLiteral("pendingFault"));
-    r.check(Rules::pendingFaults().contains(s.pendingFault),
-            QStringLiteral("unknown pending fault"));
+    s.nextDocumentId = r.wholeNumberAt(object, QStringLiteral("nextDocumentId"), {1, INT_MAX});
+    s.nextJobId = r.wholeNumberAt(object, QStringLiteral("nextJobId"), {1, INT_MAX});
+    s.pendingFault = r.textAt(object, QStringLiteral("pendingFault"));
+    r.require(Rules::pendingFaults().contains(s.pendingFault),
+              QStringLiteral("unknown pending fault"));
 
     QSet<int> ids;
-    const QJsonArray documents = r.array(object, QStringLiteral("documents"));
+    const QJsonArray documents = r.listAt(object, QStringLiteral("documents"));
     for (const QJsonValue &v : documents) {
-        r.check(v.isObject(), QStringLiteral("a document is not an object"));
+        r.require(v.isObject(), QStringLiteral("a document is not an object"));
         const QJsonObject o = v.toObject();
         Document d;
-        d.id = r.integer(o, QStringLiteral("id"), Rules::documentIds);
-        d.title = r.string(o, QStringLiteral("title"));
-        d.text = r.string(o, QStringLiteral("text"));
-        d.open = r.boolean(o, QStringLiteral("open"));
-        r.check(!ids.contains(d.id), QStringLiteral("document %1 appears twice").arg(d.id));
-        r.check(d.id < s.nextDocumentId,
-                QStringLiteral("document %1 is not below the next document id").arg(d.id));
+        d.id = r.wholeNumberAt(o, QStringLiteral("id"), Rules::documentIds);
+        d.title = r.textAt(o, QStringLiteral("title"));
+        d.text = r.textAt(o, QStringLiteral("text"));
+        d.open = r.truthAt(o, QStringLiteral("open"));
+        r.require(!ids.contains(d.id), QStringLiteral("document %1 appears twice").arg(d.id));
+        r.require(d.id < s.nextDocumentId,
+                  QStringLiteral("document %1 is not below the next document id").arg(d.id));
         ids.insert(d.id);
         s.documents.append(d);
     }
 
-    const QJsonArray log = r.array(object, QStringLiteral("errorLog"));
+    const QJsonArray log = r.listAt(object, QStringLiteral("errorLog"));
     for (const QJsonValue &v : log) {
-        r.check(v.isObject(), QStringLiteral("a log entry is not an object"));
+        r.require(v.isObject(), QStringLiteral("a log entry is not an object"));
         const QJsonObject o = v.toObject();
         LogEntry e;
-        e.time = QDateTime::fromString(r.string(o, QStringLiteral("time")), Qt::ISODateWithMs);
-        e.code = r.string(o, QStringLiteral("code"));
-        e.message = r.string(o, QStringLiteral("message"));
-        r.check(e.time.isValid(), QStringLiteral("a log entry has no valid time"));
+        e.time = QDateTime::fromString(r.textAt(o, QStringLiteral("time")), Qt::ISODateWithMs);
+        e.code = r.textAt(o, QStringLiteral("code"));
+        e.message = r.textAt(o, QStringLiteral("message"));
+        r.require(e.time.isValid(), QStringLiteral("a log entry has no valid time"));
         s.errorLog.append(e);
     }
 
-    if (r.ok())
+    if (r.isValid())
         *state = s;
-    return r.ok();
+    return r.isValid();
 }
