@@ -45,7 +45,7 @@ void TestSimulatorDevice::deviceCommands_data()
     const QStringList job = document + QStringList{s("401 1 3")};
 
     QTest::newRow("GetConfiguration") << QStringList() << s("101") << noError << QString()
-                                      << QVariantMap{{s("paperFormat"), s("A4")},
+                                      << QVariantMap{{s("paperFormat"), s("Braille-11x11.5")},
                                                      {s("cellsPerLine"), 40},
                                                      {s("linesPerPage"), 25},
                                                      {s("duplex"), false},
@@ -72,7 +72,7 @@ void TestSimulatorDevice::deviceCommands_data()
                                                    {s("trayCapacity"), 500},
                                                    {s("sheetInPosition"), false},
                                                    {s("feedMode"), s("sheet")},
-                                                   {s("paperFormat"), s("A4")}};
+                                                   {s("paperFormat"), s("Braille-11x11.5")}};
     QTest::newRow("LoadPaper") << QStringList{s("202 3")} << s("202 10") << noError << QString()
                                << QVariantMap{{s("sheetsAdded"), 10}, {s("sheetsLoaded"), 13}};
     QTest::newRow("FeedSheet") << QStringList{s("202 2")} << s("203") << noError << QString()

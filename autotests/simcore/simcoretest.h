@@ -156,7 +156,7 @@ inline QVariantMap idleJob()
 
 inline QVariantMap defaultConfiguration()
 {
-    return {{QStringLiteral("paperFormat"), QStringLiteral("A4")},
+    return {{QStringLiteral("paperFormat"), QStringLiteral("Braille-11x11.5")},
             {QStringLiteral("cellsPerLine"), 40},
             {QStringLiteral("linesPerPage"), 25},
             {QStringLiteral("duplex"), false},

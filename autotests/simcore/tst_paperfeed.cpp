@@ -30,7 +30,7 @@ void PaperFeedTest::commandResults_data()
                            {QStringLiteral("trayCapacity"), 500},
                            {QStringLiteral("sheetInPosition"), false},
                            {QStringLiteral("feedMode"), QStringLiteral("sheet")},
-                           {QStringLiteral("paperFormat"), QStringLiteral("A4")}};
+                           {QStringLiteral("paperFormat"), QStringLiteral("Braille-11x11.5")}};
     QTest::newRow("GetPaperStatus, sheet fed in tractor mode")
             << Steps({step(PaperFeedCommandId::LoadPaper, {QStringLiteral("4")}),
                       step(PaperFeedCommandId::SetFeedMode, {QStringLiteral("tractor")}),
@@ -40,7 +40,7 @@ void PaperFeedTest::commandResults_data()
                            {QStringLiteral("trayCapacity"), 500},
                            {QStringLiteral("sheetInPosition"), true},
                            {QStringLiteral("feedMode"), QStringLiteral("tractor")},
-                           {QStringLiteral("paperFormat"), QStringLiteral("A4")}};
+                           {QStringLiteral("paperFormat"), QStringLiteral("Braille-11x11.5")}};
     QTest::newRow("LoadPaper, full tray at once")
             << Steps() << step(PaperFeedCommandId::LoadPaper, {QStringLiteral("500")})
             << QVariantMap{{QStringLiteral("sheetsAdded"), 500},

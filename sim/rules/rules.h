@@ -35,9 +35,11 @@ inline QString factoryBrailleTable()
 {
     return QStringLiteral("en-us-g1.ctb");
 }
+// The factory layout fits its own paper: 40 cells of 6 mm need 240 mm of the sheet's 279.4 mm,
+// 25 lines of 10 mm 250 mm of its 292.1 mm.
 inline QString factoryPaperFormat()
 {
-    return QStringLiteral("A4");
+    return QStringLiteral("Braille-11x11.5");
 }
 constexpr int factoryCellsPerLine = 40;
 constexpr int factoryLinesPerPage = 25;
