@@ -52,7 +52,8 @@ bool readOptions(const QCoreApplication &app, SimulatorOptions *options, QString
             QStringLiteral("Device: advance embossing one page per request instead of with time."));
     const QCommandLineOption outputDirOption(
             QStringLiteral("output-dir"),
-            QStringLiteral("Device: write every embossed page as Unicode braille into <dir>."),
+            QStringLiteral("Device: write every embossed page as Unicode braille into <dir>, with a "
+                           "picture of every sheet (SVG) and index.html listing the jobs."),
             QStringLiteral("dir"));
     const QCommandLineOption stateFileOption(
             QStringLiteral("state-file"),

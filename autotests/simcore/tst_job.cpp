@@ -346,8 +346,15 @@ void JobTest::pageFiles()
     QCOMPARE(run(device, ls::EmbossCommandId::GetEmbossStatus).value(QStringLiteral("outcome")),
              QVariant(QStringLiteral("Completed")));
     const QDir pages(options.outputDirectory);
-    QCOMPARE(pages.entryList(QDir::Files, QDir::Name), files);
+    QCOMPARE(pages.entryList({QStringLiteral("*.txt")}, QDir::Files, QDir::Name), files);
     QCOMPARE(QString::fromUtf8(readAll(pages.filePath(files.first()))), firstPage);
+    // Beside them, in simplex, a picture of each page's sheet and the page that lists them
+    // (tst_simulator_pictures reads them).
+    QStringList pictures = files;
+    pictures.replaceInStrings(QStringLiteral("-page-"), QStringLiteral("-sheet-"));
+    pictures.replaceInStrings(QStringLiteral(".txt"), QStringLiteral(".svg"));
+    QCOMPARE(pages.entryList({QStringLiteral("*.svg")}, QDir::Files, QDir::Name), pictures);
+    QVERIFY(pages.exists(QStringLiteral("index.html")));
 }
 QTEST_GUILESS_MAIN(JobTest)
 #include "tst_job.moc"

@@ -37,8 +37,12 @@ DeviceResult startEmbossing(CommandContext &device, const Arguments &args)
     const DeviceResult ready = PaperPath::checkReady(device.store);
     if (ready.failed())
         return ready;
-    return device.job.start(state, id, args.at(1).toInt(),
-                            pagesOf(layout.lines, state.configuration), device.now());
+    JobContent content;
+    content.documentId = id;
+    content.title = document->title;
+    content.pages = pagesOf(layout.lines, state.configuration);
+    content.pageTexts = pageTextsOf(layout, state.configuration);
+    return device.job.start(state, content, args.at(1).toInt(), device.now());
 }
 
 DeviceResult pauseEmbossing(CommandContext &device, const Arguments &)
@@ -98,7 +102,11 @@ DeviceResult embossText(CommandContext &device, const Arguments &args)
     const DeviceResult ready = PaperPath::checkReady(device.store);
     if (ready.failed())
         return ready;
-    return device.job.start(state, 0, 1, pagesOf(layout.lines, state.configuration), device.now());
+    JobContent content;
+    content.title = QStringLiteral("Text");
+    content.pages = pagesOf(layout.lines, state.configuration);
+    content.pageTexts = pageTextsOf(layout, state.configuration);
+    return device.job.start(state, content, 1, device.now());
 }
 
 } // namespace EmbossCommands

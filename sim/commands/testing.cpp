@@ -109,7 +109,10 @@ DeviceResult embossTestPage(CommandContext &device, const Arguments &args)
     const DeviceResult ready = PaperPath::checkReady(device.store);
     if (ready.failed())
         return ready;
-    DeviceResult result = device.job.start(state, 0, 1, pagesOf(lines, c), device.now());
+    JobContent content;
+    content.title = QStringLiteral("Test page: %1").arg(pattern);
+    content.pages = pagesOf(lines, c);
+    DeviceResult result = device.job.start(state, content, 1, device.now());
     result.details.insert(QStringLiteral("pattern"), pattern);
     return result;
 }

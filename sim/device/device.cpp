@@ -29,8 +29,11 @@ Device::Device(const DeviceOptions &options)
     : m_options(withClock(options)),
       m_startMs(m_options.clockMs()),
       m_store(m_options.stateFile),
-      m_pageFiles(m_options.outputDirectory)
-{ }
+      m_pageFiles(m_options.outputDirectory),
+      m_sheetFiles(m_options.sheetPictures ? m_options.outputDirectory : QString())
+{
+    m_job.setObserver([this](const EmbossJob &job) { jobChanged(job); });
+}
 
 QVariantMap Device::handle(const QVariantMap &request)
 {
@@ -46,8 +49,21 @@ QVariantMap Device::handle(const QVariantMap &request)
 void Device::pageEmbossed(const EmbossedPage &page)
 {
     QString error;
-    if (!m_pageFiles.write(page, &error)) {
-        qCWarning(SIM_DEVICE).noquote() << error;
-        m_store.logError(QStringLiteral("PageFileError"), error);
-    }
+    if (!m_pageFiles.write(page, &error))
+        fileFailed(error);
+    if (!m_sheetFiles.pageEmbossed(page, &error))
+        fileFailed(error);
+}
+
+void Device::jobChanged(const EmbossJob &job)
+{
+    QString error;
+    if (!m_sheetFiles.jobChanged(job, &error))
+        fileFailed(error);
+}
+
+void Device::fileFailed(const QString &error)
+{
+    qCWarning(SIM_DEVICE).noquote() << error;
+    m_store.logError(QStringLiteral("PageFileError"), error);
 }

@@ -3,6 +3,7 @@
 
 #include "job/embossjob.h"
 #include "job/pagefiles.h"
+#include "job/sheetfiles.h"
 #include "rules/deviceoptions.h"
 #include "state/statestore.h"
 
@@ -20,8 +21,12 @@ public:
     QVariantMap handle(const QVariantMap &request);
 
 private:
-    // A page the job embossed: written to its page file, a failure warned of and logged.
+    // A page the job embossed: written to its page file and, once its sheet is complete, to the
+    // sheet's picture; a failure warned of and logged.
     void pageEmbossed(const EmbossedPage &page);
+    // The job started, paused, resumed or ended: index.html follows.
+    void jobChanged(const EmbossJob &job);
+    void fileFailed(const QString &error);
 
     DeviceOptions m_options;
     // The clock's reading when the device started.
@@ -30,6 +35,7 @@ private:
     StateStore m_store;
     EmbossJob m_job;
     PageFiles m_pageFiles;
+    SheetFiles m_sheetFiles;
 };
 
 #endif // DEVICE_H

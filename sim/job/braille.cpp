@@ -123,19 +123,30 @@ QString translate(const QString &table, const QString &text, bool *ok, QString *
 }
 
 QStringList layoutLines(const QString &table, const QString &text, int cellsPerLine, bool *ok,
-                        QString *error, int *cellCount)
+                        QString *error, int *cellCount, QVector<int> *paragraphOfLine)
 {
     *ok = true;
     if (cellCount)
         *cellCount = 0;
+    if (paragraphOfLine)
+        paragraphOfLine->clear();
     QStringList lines;
     if (text.isEmpty())
         return lines;
     const QStringList paragraphs = text.split(QLatin1Char('\n'));
-    for (const QString &paragraph : paragraphs) {
-        QString cells = translate(table, paragraph, ok, error);
-        if (!*ok)
+    // The lines added since the last call are the previous paragraph's.
+    const auto markLines = [&lines, paragraphOfLine](int paragraph) {
+        while (paragraphOfLine && paragraphOfLine->size() < lines.size())
+            paragraphOfLine->append(paragraph);
+    };
+    for (int index = 0; index < paragraphs.size(); ++index) {
+        markLines(index - 1);
+        QString cells = translate(table, paragraphs.at(index), ok, error);
+        if (!*ok) {
+            if (paragraphOfLine)
+                paragraphOfLine->clear();
             return {};
+        }
         if (cellCount)
             *cellCount += cells.size();
         if (cells.isEmpty()) {
@@ -155,6 +166,7 @@ QStringList layoutLines(const QString &table, const QString &text, int cellsPerL
         if (!cells.isEmpty())
             lines.append(cells);
     }
+    markLines(paragraphs.size() - 1);
     return lines;
 }
 

@@ -3,6 +3,7 @@
 
 #include <QString>
 #include <QStringList>
+#include <QVector>
 
 // Text to braille cells through liblouis, and cells to embossed lines and pages. Cells are
 // Unicode braille (U+2800 to U+28FF), one character per cell, U+2800 being the blank cell.
@@ -24,9 +25,11 @@ QString translate(const QString &table, const QString &text, bool *ok, QString *
 
 // The lines of a text laid out on the device: each line of the text starts an embossed line,
 // long lines break at a blank cell where one fits, else at the width. *cells counts the cells of
-// the translation, including the blanks that a line break swallows.
+// the translation, including the blanks that a line break swallows; *paragraphs gets for each line
+// the text line it came from, counted from 0.
 QStringList layoutLines(const QString &table, const QString &text, int cellsPerLine, bool *ok,
-                        QString *error = nullptr, int *cells = nullptr);
+                        QString *error = nullptr, int *cells = nullptr,
+                        QVector<int> *paragraphs = nullptr);
 
 // The pages of those lines, each filled to the full page with blank cells so the file shows the
 // sheet as embossed.

@@ -2,22 +2,30 @@
 
 #include "state/statestore.h"
 
-DeviceResult EmbossJob::start(DeviceState &state, int documentId, int copies,
-                              const QStringList &pages, qint64 nowMs)
+DeviceResult EmbossJob::start(DeviceState &state, const JobContent &content, int copies,
+                              qint64 nowMs)
 {
-    if (pages.isEmpty()) {
+    if (content.pages.isEmpty()) {
         return DeviceResult::failure(DeviceError::invalidState,
                                      QStringLiteral("There is nothing to emboss"));
     }
+    Observer observer = std::move(m_observer);
     *this = EmbossJob();
+    m_observer = std::move(observer);
     m_id = state.nextJobId++;
-    m_documentId = documentId;
+    m_content = content;
     m_copies = copies;
-    m_pages = pages;
     m_layout = state.configuration;
     m_state = State::Embossing;
     m_clockMs = nowMs;
+    changed();
     return DeviceResult::success(details());
+}
+
+void EmbossJob::changed() const
+{
+    if (m_observer)
+        m_observer(*this);
 }
 
 void EmbossJob::advance(StateStore &store, qint64 nowMs, bool stepPerRequest, const PageSink &sink)
@@ -38,6 +46,7 @@ void EmbossJob::pause()
 {
     m_state = State::Paused;
     m_pauseReason = QStringLiteral("User");
+    changed();
 }
 
 void EmbossJob::resume(qint64 nowMs)
@@ -45,6 +54,7 @@ void EmbossJob::resume(qint64 nowMs)
     m_state = State::Embossing;
     m_pauseReason.clear();
     m_clockMs = nowMs;
+    changed();
 }
 
 void EmbossJob::cancel()
@@ -52,11 +62,12 @@ void EmbossJob::cancel()
     m_state = State::Idle;
     m_pauseReason.clear();
     m_outcome = QStringLiteral("Cancelled");
+    changed();
 }
 
 bool EmbossJob::nextPageNeedsSheet() const
 {
-    const int page = m_pagesDone % m_pages.size();
+    const int page = m_pagesDone % m_content.pages.size();
     return !m_layout.duplex || page % 2 == 0;
 }
 
@@ -65,6 +76,7 @@ void EmbossJob::pauseFor(StateStore &store, const QString &reason, const QString
     m_state = State::Paused;
     m_pauseReason = reason;
     store.logError(reason, QStringLiteral("Job %1 paused: %2").arg(m_id).arg(message));
+    changed();
 }
 
 void EmbossJob::embossNextPage(StateStore &store, const PageSink &sink)
@@ -83,8 +95,9 @@ void EmbossJob::embossNextPage(StateStore &store, const PageSink &sink)
         return;
     }
 
-    const int copy = m_pagesDone / m_pages.size();
-    const int page = m_pagesDone % m_pages.size();
+    const int pages = m_content.pages.size();
+    const int copy = m_pagesDone / pages;
+    const int page = m_pagesDone % pages;
     if (nextPageNeedsSheet()) {
         if (state.paper.sheetInPosition) {
             state.paper.sheetInPosition = false;
@@ -104,13 +117,16 @@ void EmbossJob::embossNextPage(StateStore &store, const PageSink &sink)
         embossed.sheet = m_layout.duplex ? page / 2 + 1 : page + 1;
         embossed.side = m_layout.duplex && page % 2 == 1 ? EmbossedPage::Side::Back
                                                          : EmbossedPage::Side::Front;
-        embossed.cells = m_pages.at(page);
+        embossed.lastOfCopy = page == pages - 1;
+        embossed.cells = m_content.pages.at(page);
+        embossed.sourceText = m_content.pageTexts.value(page);
         embossed.layout = m_layout;
         sink(embossed);
     }
     if (++m_pagesDone == pagesTotal()) {
         m_state = State::Idle;
         m_outcome = QStringLiteral("Completed");
+        changed();
     }
 }
 
@@ -131,7 +147,7 @@ QVariantMap EmbossJob::details() const
 {
     return {{QStringLiteral("jobId"), m_id},
             {QStringLiteral("state"), stateName(m_state)},
-            {QStringLiteral("documentId"), m_documentId},
+            {QStringLiteral("documentId"), m_content.documentId},
             {QStringLiteral("copies"), m_id ? m_copies : 0},
             {QStringLiteral("pagesDone"), m_pagesDone},
             {QStringLiteral("pagesTotal"), pagesTotal()},

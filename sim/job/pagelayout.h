@@ -6,6 +6,7 @@
 
 #include <QString>
 #include <QStringList>
+#include <QVector>
 
 // A text laid out as the device embosses it, with the configuration's braille table, cells per
 // line and lines per page.
@@ -16,6 +17,9 @@ struct TextLayout
     QStringList lines;
     // The cells of the translation, the blanks that a line break swallows included.
     int cells = 0;
+    // The text's lines, and for each embossed line the text line it came from.
+    QStringList paragraphs;
+    QVector<int> paragraphOfLine;
 };
 
 // Lays the text out; TranslationFailed when the braille table no longer loads.
@@ -24,6 +28,9 @@ DeviceResult layOutText(const Configuration &configuration, const QString &text,
 
 // The pages of embossed lines, each filled to the full page with blank cells.
 QStringList pagesOf(const QStringList &lines, const Configuration &configuration);
+// For each of those pages the text its lines came from: the whole text lines, so a text line that
+// runs over two pages is on both.
+QStringList pageTextsOf(const TextLayout &layout, const Configuration &configuration);
 
 // One page as the head embossed it: what a page file holds and what a picture of the sheet needs.
 struct EmbossedPage
@@ -38,9 +45,13 @@ struct EmbossedPage
     // each sheet takes the next page, and every copy starts on a fresh sheet.
     int sheet = 0;
     Side side = Side::Front;
+    // The copy's last page: a duplex sheet ends with it even without a back page.
+    bool lastOfCopy = false;
     // The page's braille: linesPerPage lines of cellsPerLine Unicode braille cells (U+2800 to
     // U+28FF, U+2800 blank), each ending in a line break.
     QString cells;
+    // The text the page was translated from; empty for a test page.
+    QString sourceText;
     // The configuration the job was started with: paper format, cells per line, lines per page,
     // duplex, braille table and dot strength.
     Configuration layout;

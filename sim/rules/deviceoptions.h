@@ -10,8 +10,11 @@ struct DeviceOptions
 {
     // Pages advance one per request instead of with time, so runs are repeatable.
     bool stepPerRequest = false;
-    // Where each embossed page is written as Unicode braille; nothing is written when empty.
+    // Where each embossed page is written as Unicode braille, with a picture of each sheet and
+    // index.html; nothing is written when empty.
     QString outputDirectory;
+    // Off, the output folder gets the page files only: what bench/sheets.sh compares with.
+    bool sheetPictures = true;
     // Where the device's state is kept across restarts; nothing is kept when empty.
     QString stateFile;
     // Monotonic milliseconds that time pages and uptime; a running QElapsedTimer when unset, so
