@@ -49,6 +49,7 @@ bool TestBus::start(const Options &options)
                            : QStringLiteral("<servicedir>%1</servicedir>")
                                      .arg(options.serviceDirectory.toHtmlEscaped()));
     config.replace(QStringLiteral("@REPLY_TIMEOUT@"), QString::number(options.replyTimeoutMs));
+    config.replace(QStringLiteral("@POLICY_RULES@"), options.policyRules);
 
     const QString configPath = m_dir->filePath(QStringLiteral("bus.conf"));
     QFile out(configPath);
@@ -90,11 +91,6 @@ void TestBus::stop()
     }
     m_address.clear();
     m_dir.reset();
-}
-
-bool TestBus::isRunning() const
-{
-    return m_daemon.state() == QProcess::Running;
 }
 
 QProcessEnvironment TestBus::environment() const

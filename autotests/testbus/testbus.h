@@ -29,6 +29,9 @@ public:
         QString serviceDirectory;
         // How long the bus waits for a method reply before it answers NoReply itself.
         int replyTimeoutMs = 2000;
+        // Rules added at the end of the bus's permissive default policy, e.g. a deny rule that
+        // plays a system bus whose policy leaves us out.
+        QString policyRules;
     };
 
     TestBus();
@@ -41,7 +44,6 @@ public:
     bool start() { return start(Options()); }
     void stop();
 
-    bool isRunning() const;
     QString address() const { return m_address; }
     QString errorString() const { return m_error; }
     // The system environment with DBUS_SYSTEM_BUS_ADDRESS and DBUS_SESSION_BUS_ADDRESS naming

@@ -64,6 +64,15 @@ BusConnection::BusConnection(QObject *parent) : QObject(parent)
 {
     m_timer.setSingleShot(true);
     connect(&m_timer, &QTimer::timeout, this, &BusConnection::dispatch);
+    m_startupTimer.setSingleShot(true);
+    m_startupTimer.setInterval(startupTimeoutMs);
+    connect(&m_startupTimer, &QTimer::timeout, this, [this] {
+        if (!m_active || m_nameOwned)
+            return;
+        stop();
+        Q_EMIT nameRefused(
+                QStringLiteral("the bus did not answer within %1 ms").arg(startupTimeoutMs));
+    });
 }
 
 BusConnection::~BusConnection()
@@ -93,6 +102,7 @@ bool BusConnection::open(const QString &address, QString *error)
     connect(m_readNotifier.get(), &QSocketNotifier::activated, this, &BusConnection::dispatch);
     connect(m_writeNotifier.get(), &QSocketNotifier::activated, this, &BusConnection::dispatch);
     m_active = true;
+    m_startupTimer.start();
     rearm();
     return true;
 }
@@ -126,6 +136,7 @@ int BusConnection::onNameReply(sd_bus_message *reply, void *userdata, sd_bus_err
         Q_EMIT self->nameRefused(errorText(-r));
     } else if (result == primaryOwner || result == alreadyOwner) {
         self->m_nameOwned = true;
+        self->m_startupTimer.stop();
     } else {
         Q_EMIT self->nameTaken();
     }
@@ -182,6 +193,7 @@ void BusConnection::stop()
 {
     m_active = false;
     m_timer.stop();
+    m_startupTimer.stop();
     if (m_readNotifier)
         m_readNotifier->setEnabled(false);
     if (m_writeNotifier)

@@ -17,6 +17,10 @@ class BusConnection : public QObject
 {
     Q_OBJECT
 public:
+    // A bus answers hello and a name request in microseconds; one whose policy keeps its replies
+    // from us never does, and a service that is not up by now is better ended with a reason.
+    static constexpr int startupTimeoutMs = 1000;
+
     explicit BusConnection(QObject *parent = nullptr);
     ~BusConnection() override;
 
@@ -26,8 +30,9 @@ public:
     sd_bus *bus() const { return m_bus; }
 
     // Asks for the name, neither queueing for it nor letting another take it over; a refusal
-    // arrives as nameTaken() or nameRefused(). False with *error set when the request cannot
-    // even be sent.
+    // arrives as nameTaken() or nameRefused(), also when the bus has not given the name within
+    // startupTimeoutMs of the connection's opening. False with *error set when the request
+    // cannot even be sent.
     bool requestName(const QString &name, QString *error);
 
     // Handles nothing more from the bus; safe from within a handler.
@@ -38,7 +43,8 @@ public:
 Q_SIGNALS:
     // Another peer owns the name.
     void nameTaken();
-    // The bus refused the request, e.g. because its policy does not allow it.
+    // The bus refused the request, e.g. because its policy does not allow it, or did not answer
+    // it in time.
     void nameRefused(const QString &reason);
     // The connection ended before the name was owned.
     void connectFailed(const QString &reason);
@@ -56,6 +62,7 @@ private:
     std::unique_ptr<QSocketNotifier> m_readNotifier;
     std::unique_ptr<QSocketNotifier> m_writeNotifier;
     QTimer m_timer;
+    QTimer m_startupTimer;
     bool m_active = false;
     bool m_nameOwned = false;
 };
