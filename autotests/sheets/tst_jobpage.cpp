@@ -136,6 +136,7 @@ private Q_SLOTS:
     void writtenAtomically();
     void unwritableFolder();
     void thousandSheets();
+    void lastListWhenTheJobChanges();
 };
 
 void TestJobPage::emptyBeforeTheFirstJob()
@@ -348,9 +349,62 @@ void TestJobPage::thousandSheets()
     const qint64 size = QFileInfo(page.filePath()).size();
     qInfo("1000 sheets: %lld ms in all, the slowest rewrite %lld ms, index.html %lld kB", total,
           slowest, size / 1024);
-    QCOMPARE(readPage(page).images.size(), 1000);
+    // index.html holds the newest sheets only, so that it stays the same size; every sheet is on
+    // one of the job's list pages, a hundred each, which it links.
+    const Page read = readPage(page);
+    QVERIFY2(read.error.isEmpty(), qPrintable(read.error));
+    QCOMPARE(read.images.size(), JobPage::sheetsOnIndex);
+    QCOMPARE(read.images.constLast().src, QStringLiteral("job-1-copy-1-sheet-1000.svg"));
+    QCOMPARE(read.h3.constFirst(), QStringLiteral("Copy 1, sheet 981"));
+    const QByteArray html = page.html();
+    for (int list = 1; list <= 1000 / JobPage::sheetsPerList; ++list) {
+        const QString name = JobPage::listFileName(1, list);
+        QVERIFY2(html.contains("href=\"" + name.toUtf8() + "\""), qPrintable(name));
+        QFile file(dir.filePath(name));
+        QVERIFY2(file.open(QIODevice::ReadOnly), qPrintable(name));
+        const Page listed = Page::parse(file.readAll());
+        QVERIFY2(listed.error.isEmpty(), qPrintable(listed.error));
+        QCOMPARE(listed.images.size(), JobPage::sheetsPerList);
+        QCOMPARE(listed.images.constFirst().src,
+                 SheetPicture::fileName(1, 1, (list - 1) * JobPage::sheetsPerList + 1));
+        QCOMPARE(listed.h2.size(), JobPage::sheetsPerList);
+    }
+    QVERIFY(!QFile::exists(dir.filePath(JobPage::listFileName(1, 11))));
+    QVERIFY2(size < 512 * 1024, qPrintable(QString::number(size)));
     // Far above what it takes (a few seconds on a loaded machine), far below a page a second.
     QVERIFY2(slowest < 1000, qPrintable(QString::number(slowest)));
+}
+
+void TestJobPage::lastListWhenTheJobChanges()
+{
+    QTemporaryDir dir;
+    JobPage page(dir.path());
+    QVERIFY(page.jobStarted(facts(1, QStringLiteral("Longer than the page shows"))));
+    for (int i = 1; i <= 45; ++i)
+        QVERIFY(page.sheetWritten(1, sheet(1, 1, i)));
+    // Not full: no list yet while the job runs.
+    const QString list = dir.filePath(JobPage::listFileName(1, 1));
+    QVERIFY(!QFile::exists(list));
+    QCOMPARE(readPage(page).images.size(), JobPage::sheetsOnIndex);
+    QVERIFY(page.html().contains("The newest 20 of its 45 sheets"));
+
+    QVERIFY(page.jobChanged(1, QStringLiteral("Paused"), QString(), QStringLiteral("OutOfPaper")));
+    QFile file(list);
+    QVERIFY(file.open(QIODevice::ReadOnly));
+    Page listed = Page::parse(file.readAll());
+    file.close();
+    QVERIFY2(listed.error.isEmpty(), qPrintable(listed.error));
+    QCOMPARE(listed.images.size(), 45);
+    QVERIFY(page.html().contains(">Sheets 1 to 45</a>"));
+
+    QVERIFY(page.jobChanged(1, QStringLiteral("Embossing"), QString()));
+    QVERIFY(page.sheetWritten(1, sheet(1, 1, 46)));
+    QVERIFY(page.jobChanged(1, QStringLiteral("Idle"), QStringLiteral("Completed")));
+    QVERIFY(file.open(QIODevice::ReadOnly));
+    listed = Page::parse(file.readAll());
+    QCOMPARE(listed.images.size(), 46);
+    QCOMPARE(listed.images.constLast().src, SheetPicture::fileName(1, 1, 46));
+    QVERIFY(page.html().contains(">Sheets 1 to 46</a>"));
 }
 
 QTEST_GUILESS_MAIN(TestJobPage)

@@ -79,7 +79,7 @@ bool JobPage::jobStarted(const JobFacts &facts)
         job = &m_jobs.back();
     }
     job->facts = facts;
-    job->factsHtml = factsHtml(facts, int(job->sheets.size()));
+    job->factsHtml = factsHtml(facts, job->sheetCount);
     return write();
 }
 
@@ -93,16 +93,36 @@ bool JobPage::sheetWritten(int jobId, const SheetEntry &sheet)
         jobStarted(facts);
         job = find(jobId);
     }
-    if (!job->sheets.empty() && job->sheets.back().fileName == sheet.fileName) {
-        job->sheets.back() = sheet;
-        job->sheetsHtml.truncate(job->lastSheetAt);
+    const bool replacing = job->sheetCount > 0 && job->lastFileName == sheet.fileName;
+    if (replacing) {
+        job->newestHtml.pop_back();
+        job->listHtml.truncate(job->listLastAt);
     } else {
-        job->sheets.push_back(sheet);
+        ++job->sheetCount;
+        if (job->sheetCount - job->listFirst == sheetsPerList) {
+            // The list being filled was full and is written: the next one starts.
+            job->listHtml.clear();
+            job->listFirst = job->sheetCount;
+        }
     }
-    job->lastSheetAt = job->sheetsHtml.size();
-    job->sheetsHtml += sheetHtml(jobId, int(job->sheets.size()), sheet);
-    job->factsHtml = factsHtml(job->facts, int(job->sheets.size()));
-    return write();
+    job->lastFileName = sheet.fileName;
+    job->newestHtml.push_back(sheetHtml(jobId, job->sheetCount, sheet, 3));
+    while (job->newestHtml.size() > size_t(sheetsOnIndex))
+        job->newestHtml.pop_front();
+    job->listLastAt = job->listHtml.size();
+    job->listHtml += sheetHtml(jobId, job->sheetCount, sheet, 2);
+    job->factsHtml = factsHtml(job->facts, job->sheetCount);
+    // A list that just filled up, or one written already whose last sheet was drawn again.
+    bool listWritten = true;
+    if (job->sheetCount - job->listFirst + 1 == sheetsPerList
+        || (replacing && job->listedUpTo == job->sheetCount)) {
+        listWritten = writeList(*job);
+    }
+    const QString listError = m_error;
+    const bool pageWritten = write();
+    if (!listWritten)
+        m_error = listError;
+    return listWritten && pageWritten;
 }
 
 bool JobPage::jobChanged(int jobId, const QString &state, const QString &outcome,
@@ -118,8 +138,21 @@ bool JobPage::jobChanged(int jobId, const QString &state, const QString &outcome
     job->facts.state = state;
     job->facts.outcome = outcome;
     job->facts.pauseReason = pauseReason;
-    job->factsHtml = factsHtml(job->facts, int(job->sheets.size()));
-    return write();
+    job->factsHtml = factsHtml(job->facts, job->sheetCount);
+    // The sheets that left index.html are all on a list page from now on.
+    bool listWritten = true;
+    if (job->sheetCount > sheetsOnIndex && job->listedUpTo < job->sheetCount)
+        listWritten = writeList(*job);
+    const QString listError = m_error;
+    const bool pageWritten = write();
+    if (!listWritten)
+        m_error = listError;
+    return listWritten && pageWritten;
+}
+
+QString JobPage::listFileName(int jobId, int list)
+{
+    return QStringLiteral("job-%1-sheets-%2.html").arg(jobId).arg(list);
 }
 
 QByteArray JobPage::factsHtml(const JobFacts &facts, int sheetCount)
@@ -160,14 +193,15 @@ QByteArray JobPage::factsHtml(const JobFacts &facts, int sheetCount)
     return html;
 }
 
-QByteArray JobPage::sheetHtml(int jobId, int index, const SheetEntry &sheet)
+QByteArray JobPage::sheetHtml(int jobId, int index, const SheetEntry &sheet, int level)
 {
     const QByteArray href = escaped(QString::fromLatin1(QUrl::toPercentEncoding(sheet.fileName)));
     const QString caption
             = sheet.caption.isEmpty() ? QStringLiteral("Sheet %1").arg(index) : sheet.caption;
     QByteArray html;
-    html += "<div class=\"sheet\">\n<h3 id=\"job-" + number(jobId) + "-sheet-" + number(index)
-            + "\">" + escaped(caption) + "</h3>\n";
+    const QByteArray heading = "h" + number(level);
+    html += "<div class=\"sheet\">\n<" + heading + " id=\"job-" + number(jobId) + "-sheet-"
+            + number(index) + "\">" + escaped(caption) + "</" + heading + ">\n";
     html += "<a href=\"" + href + "\"><img src=\"" + href + "\" alt=\""
             + escaped(sheet.textAlternative) + "\" loading=\"lazy\" /></a>\n</div>\n";
     return html;
@@ -200,20 +234,71 @@ void JobPage::compose(const std::function<void(const QByteArray &)> &out) const
     for (auto it = m_jobs.crbegin(); it != m_jobs.crend(); ++it) {
         html += "<section aria-labelledby=\"job-" + number(it->facts.id) + "\">\n";
         html += it->factsHtml;
-        if (it->sheets.empty()) {
+        if (it->sheetCount == 0) {
             html += "<p>No sheet embossed.</p>\n";
         } else {
+            html += listsHtml(*it);
+            if (it->sheetCount > sheetsOnIndex) {
+                html += "<p>The newest " + number(sheetsOnIndex) + " of its "
+                        + number(it->sheetCount) + " sheets:</p>\n";
+            }
             html += "<div class=\"sheets\">\n";
             // The bulk of the page goes out as it is kept, without a copy.
             out(html);
             html.clear();
-            out(it->sheetsHtml);
+            for (const QByteArray &sheet : it->newestHtml)
+                out(sheet);
             html += "</div>\n";
         }
         html += "</section>\n";
     }
     html += "</main>\n</body>\n</html>\n";
     out(html);
+}
+
+QByteArray JobPage::listsHtml(const Job &job) const
+{
+    if (job.lists == 0)
+        return QByteArray();
+    QByteArray html = "<p>Every sheet of this job, " + number(sheetsPerList)
+                      + " to a page:</p>\n<ul class=\"lists\">\n";
+    for (int list = 1; list <= job.lists; ++list) {
+        const int first = (list - 1) * sheetsPerList + 1;
+        const int last = std::min(list * sheetsPerList, job.listedUpTo);
+        html += "<li><a href=\"" + escaped(listFileName(job.facts.id, list)) + "\">Sheets "
+                + number(first) + " to " + number(last) + "</a></li>\n";
+    }
+    html += "</ul>\n";
+    return html;
+}
+
+bool JobPage::writeList(Job &job)
+{
+    const int list = (job.listFirst - 1) / sheetsPerList + 1;
+    const QString title
+            = job.facts.title.isEmpty() ? QStringLiteral("(untitled)") : job.facts.title;
+    const QByteArray heading = "Job " + number(job.facts.id) + ": " + escaped(title) + ", sheets "
+                               + number(job.listFirst) + " to " + number(job.sheetCount);
+    QByteArray head
+            = "<!DOCTYPE html>\n<html xmlns=\"http://www.w3.org/1999/xhtml\" lang=\"en\">\n"
+              "<head>\n<meta charset=\"utf-8\" />\n"
+              "<meta name=\"viewport\" content=\"width=device-width, initial-scale=1\" />\n"
+              "<title>"
+              + heading + "</title>\n<style>\n" + style + "</style>\n</head>\n<body>\n<main>\n<h1>"
+              + heading
+              + "</h1>\n<p><a href=\"index.html\">All jobs</a></p>\n<div class=\"sheets\">\n";
+    const QByteArray tail = "</div>\n</main>\n</body>\n</html>\n";
+    const bool written
+            = writeFile(listFileName(job.facts.id, list), [&](QSaveFile &file, bool &ok) {
+                  ok = ok && file.write(head) == head.size();
+                  ok = ok && file.write(job.listHtml) == job.listHtml.size();
+                  ok = ok && file.write(tail) == tail.size();
+              });
+    if (written) {
+        job.listedUpTo = job.sheetCount;
+        job.lists = std::max(job.lists, list);
+    }
+    return written;
 }
 
 QByteArray JobPage::html() const
@@ -223,20 +308,27 @@ QByteArray JobPage::html() const
     return html;
 }
 
-bool JobPage::write()
+bool JobPage::writeFile(const QString &name, const std::function<void(QSaveFile &, bool &)> &body)
 {
     const QDir directory(m_directory);
-    QSaveFile file(filePath());
+    const QString path = directory.filePath(name);
+    QSaveFile file(path);
     bool written = directory.mkpath(QStringLiteral(".")) && file.open(QIODevice::WriteOnly);
-    if (written) {
-        compose([&file, &written](const QByteArray &piece) {
-            written = written && file.write(piece) == piece.size();
-        });
-    }
+    if (written)
+        body(file, written);
     if (!written || !file.commit()) {
-        m_error = QStringLiteral("%1 cannot be written: %2").arg(filePath(), file.errorString());
+        m_error = QStringLiteral("%1 cannot be written: %2").arg(path, file.errorString());
         return false;
     }
     m_error.clear();
     return true;
+}
+
+bool JobPage::write()
+{
+    return writeFile(QStringLiteral("index.html"), [this](QSaveFile &file, bool &written) {
+        compose([&file, &written](const QByteArray &piece) {
+            written = written && file.write(piece) == piece.size();
+        });
+    });
 }

@@ -6,8 +6,11 @@
 #include <QByteArray>
 #include <QString>
 
+#include <deque>
 #include <functional>
 #include <vector>
+
+class QSaveFile;
 
 // What a job is, as known when it starts.
 struct JobFacts
@@ -38,9 +41,14 @@ struct SheetEntry
 };
 
 // index.html in the output folder: every job of this run, newest first, with its facts and its
-// sheets' pictures. It follows the jobs as they go: each call below changes the summary kept in
-// memory and rewrites the page (whole, replacing the old one), so the folder is never read back.
-// While a job is embossing or paused the page asks the browser to reload it every 2 seconds.
+// newest sheets' pictures. It follows the jobs as they go: each call below changes the summary
+// kept in memory and rewrites the page (whole, replacing the old one), so the folder is never read
+// back. While a job is embossing or paused the page asks the browser to reload it every 2 seconds.
+//
+// So that a sheet costs the same at the thousandth as at the first, index.html shows each job's
+// newest sheetsOnIndex sheets only. A job with more has every sheet on its list pages,
+// job-<n>-sheets-<k>.html with sheetsPerList sheets each, linked from index.html: a list is
+// written once when it is full, and the last one, not yet full, whenever the job changes.
 class JobPage
 {
 public:
@@ -61,16 +69,27 @@ public:
     QString errorString() const;
 
     static constexpr int refreshSeconds = 2;
+    static constexpr int sheetsOnIndex = 20;
+    static constexpr int sheetsPerList = 100;
+    // The name of a job's list page: k from 1.
+    static QString listFileName(int jobId, int list);
 
 private:
     struct Job
     {
         JobFacts facts;
-        std::vector<SheetEntry> sheets;
-        // The sheets' markup, kept so that a new sheet costs its own markup and not the job's.
-        QByteArray sheetsHtml;
-        // Where the last sheet's markup starts in sheetsHtml, to replace it.
-        int lastSheetAt = 0;
+        int sheetCount = 0;
+        QString lastFileName;
+        // The markup of the newest sheets as index.html shows them, oldest first.
+        std::deque<QByteArray> newestHtml;
+        // The markup of the sheets of the list page being filled, from sheet listFirst on, and
+        // where the last sheet's starts, to replace it.
+        QByteArray listHtml;
+        int listFirst = 1;
+        int listLastAt = 0;
+        // The last sheet on a list page written, and how many list pages there are.
+        int listedUpTo = 0;
+        int lists = 0;
         // The facts' markup, rebuilt when they change.
         QByteArray factsHtml;
     };
@@ -78,9 +97,13 @@ private:
     Job *find(int jobId);
     bool anyRunning() const;
     static QByteArray factsHtml(const JobFacts &facts, int sheetCount);
-    static QByteArray sheetHtml(int jobId, int index, const SheetEntry &sheet);
+    static QByteArray sheetHtml(int jobId, int index, const SheetEntry &sheet, int level);
     // The page, piece by piece.
     void compose(const std::function<void(const QByteArray &)> &out) const;
+    QByteArray listsHtml(const Job &job) const;
+    // Writes the job's list page being filled; false with m_error set when it cannot.
+    bool writeList(Job &job);
+    bool writeFile(const QString &name, const std::function<void(QSaveFile &, bool &)> &body);
     bool write();
 
     QString m_directory;
