@@ -3,13 +3,15 @@
 //
 //   node check-sheets.js --chromium PATH --index DIR/index.html --refresh yes|no
 //                        [--sheet DIR/NAME.svg] [--expected DIR/expected.json]
+//                        [--screenshot FILE.png]
 //
 // - axe-core finds no violation on index.html, which lists the jobs newest first;
 // - index.html asks for a reload every 2 seconds exactly when --refresh yes, and the browser
 //   does reload it then (and does not when no);
 // - every picture, in index.html and (--sheet) opened alone, shows as many dark dots as the sheet
 //   has raised dots: expected.json's count when given, else the picture's <circle> elements.
-// Prints one line per check; exits 1 on the first failure.
+// With --screenshot, the top of index.html as a reader first sees it is saved as a PNG (the
+// picture in docs/simulator.md). Prints one line per check; exits 1 on the first failure.
 'use strict';
 
 const fs = require('fs');
@@ -190,6 +192,21 @@ async function checkSheet(browser, opts, expected) {
     await page.close();
 }
 
+async function screenshot(browser, opts) {
+    const page = await browser.newPage();
+    await page.setViewport({ width: 900, height: 1000, deviceScaleFactor: 1 });
+    await page.goto(pathToFileURL(path.resolve(opts.index)).href, { waitUntil: 'load' });
+    await page.evaluate(async () => {
+        for (const img of document.images) {
+            img.loading = 'eager';
+            await img.decode().catch(() => {});
+        }
+    });
+    await page.screenshot({ path: opts.screenshot, type: 'png' });
+    ok(`screenshot of index.html in ${opts.screenshot}`);
+    await page.close();
+}
+
 async function main() {
     const opts = options(process.argv.slice(2));
     const expected = opts.expected ? JSON.parse(fs.readFileSync(opts.expected, 'utf8')) : null;
@@ -203,6 +220,8 @@ async function main() {
         await checkIndex(browser, opts, expected);
         if (opts.sheet)
             await checkSheet(browser, opts, expected);
+        if (opts.screenshot)
+            await screenshot(browser, opts);
     } finally {
         await browser.close();
     }

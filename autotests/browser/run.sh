@@ -1,10 +1,13 @@
 #!/bin/sh
 # The browser test of the sheet pictures and index.html, as CTest runs it:
 #
-#   run.sh FIXTURE_PROGRAM WORK_DIR
+#   run.sh FIXTURE_PROGRAM WORK_DIR [SIMULATOR COMMAND_PARSER]
 #
 # FIXTURE_PROGRAM (sheets-fixture) writes an output folder into WORK_DIR/fixture; check-sheets.js
-# then looks at it in headless Chromium, once while a job runs and once when all have ended.
+# then looks at it in headless Chromium, once while a job runs and once when all have ended. With
+# SIMULATOR and COMMAND_PARSER, the same checks then run on a folder the real simulator wrote
+# (simulator-folder.sh), where each picture must show as many dots as it has circles; the top of
+# its index.html is saved as WORK_DIR/simulator/finished.png (docs/images/sheets.png is one).
 # The pinned npm packages are installed into WORK_DIR (npm ci, once per lock file).
 # Exits 77, which CTest reports as skipped, where node, npm, Chromium or the packages are missing.
 set -eu
@@ -12,6 +15,8 @@ set -eu
 here=$(cd "$(dirname "$0")" && pwd)
 fixture_program=$1
 work=$2
+simulator=${3:-}
+parser=${4:-}
 chromium=${CHROMIUM:-/usr/bin/chromium}
 
 skip() {
@@ -48,4 +53,16 @@ for state in running finished; do
         --index "$work/fixture/$state/index.html" --refresh "$refresh" \
         --expected "$work/fixture/$state/expected.json" \
         --sheet "$work/fixture/$state/job-1-copy-1-sheet-1.svg"
+done
+
+[ -n "$simulator" ] || exit 0
+"$here/simulator-folder.sh" "$simulator" "$parser" "$work/simulator"
+for state in running finished; do
+    echo "== simulator, $state"
+    refresh=no
+    [ "$state" = running ] && refresh=yes
+    node "$here/check-sheets.js" --chromium "$chromium" \
+        --index "$work/simulator/$state/index.html" --refresh "$refresh" \
+        --sheet "$work/simulator/$state/job-1-copy-1-sheet-1.svg" \
+        --screenshot "$work/simulator/$state.png"
 done
