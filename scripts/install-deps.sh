@@ -2,8 +2,11 @@
 # Installs the Debian 12 packages the build, the simulator and the tests need, where missing.
 set -euo pipefail
 
+# chromium, nodejs and npm run the browser test of the sheets' pictures (browser_sheets), which
+# is skipped without them.
 packages=(cmake g++ make pkg-config qtbase5-dev qtbase5-dev-tools dbus-daemon libglib2.0-bin
-          liblouis-dev liblouis-data libsystemd-dev systemd valgrind zsh groff-base man-db)
+          liblouis-dev liblouis-data libsystemd-dev systemd valgrind zsh groff-base man-db
+          chromium nodejs npm)
 
 missing=()
 for p in "${packages[@]}"; do

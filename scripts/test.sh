@@ -22,14 +22,33 @@ case ${CI:-} in
     *) sanitizers=1 ;;
 esac
 
+# CTest reports a test that exits 77 as skipped, in a line of its own; the browser tests do so
+# where Chromium, Node or their npm packages are missing, which is easy to overlook.
+tell_skipped_browser_tests() {
+    local skipped
+    skipped=$(sed -n 's/.*Test *#[0-9]*: \(browser_[A-Za-z0-9_]*\) .*Skipped.*/\1/p' "$1" | sort -u)
+    if [ -n "$skipped" ]; then
+        echo "test.sh: SKIPPED the browser tests ($(echo $skipped)): Chromium, Node or their npm" \
+             "packages are missing; scripts/install-deps.sh installs chromium, nodejs and npm"
+    fi
+}
+
 "$root/scripts/build.sh"
-(cd "$build" && ctest --output-on-failure --timeout 600 -j"$(nproc)" "$@")
+log=$(mktemp)
+trap 'rm -f "$log"' EXIT
+status=0
+(cd "$build" && ctest --output-on-failure --timeout 600 -j"$(nproc)" "$@") | tee "$log" || status=$?
+tell_skipped_browser_tests "$log"
+[ "$status" -eq 0 ] || exit "$status"
 
 if [ -n "$sanitizers" ]; then
     cd "$root"
     cmake --preset asan > /dev/null
     cmake --build --preset asan -j"$(nproc)"
-    ctest --preset asan --output-on-failure --timeout 600 -j"$(nproc)" "$@"
+    status=0
+    ctest --preset asan --output-on-failure --timeout 600 -j"$(nproc)" "$@" | tee "$log" || status=$?
+    tell_skipped_browser_tests "$log"
+    [ "$status" -eq 0 ] || exit "$status"
     # Each fuzz target for 30 s on its seeds; fuzz/README.md has the long runs.
     "$root/fuzz/run.sh" 30
 fi
