@@ -35,6 +35,15 @@ Q_DECLARE_METATYPE(ScenarioStep)
 
 namespace SimTest {
 
+// Words that many rows use: the first document or job, and the errors rows expect.
+const QString one = QStringLiteral("1");
+const QString argument = QStringLiteral("InvalidArgument");
+const QString count = QStringLiteral("InvalidArgumentCount");
+const QString busy = QStringLiteral("DeviceBusy");
+const QString paper = QStringLiteral("OutOfPaper");
+const QString state = QStringLiteral("InvalidState");
+const QString noDocument = QStringLiteral("NoSuchDocument");
+
 inline QVariantMap catalogueRequest(const QString &commandId)
 {
     return {{ls::commandIdKey, commandId},
@@ -134,6 +143,18 @@ inline QString words(int count)
     return list.join(QLatin1Char(' '));
 }
 
+// A job of one copy of a long text, started: still embossing when the row's command comes.
+inline Steps embossingJob()
+{
+    return closedDocument(words(300)) << step(ls::EmbossCommandId::StartEmbossing, {one, one});
+}
+
+// The same job, paused by the user.
+inline Steps pausedJob()
+{
+    return embossingJob() << step(ls::EmbossCommandId::PauseEmbossing);
+}
+
 inline QVariantMap job(int id, const QString &state, int document, int copies, int done, int total,
                        int sheets, const QString &pauseReason = QStringLiteral("None"),
                        const QString &outcome = QStringLiteral("None"))
@@ -221,6 +242,41 @@ inline void verifyError(const Steps &setup, const Step &command, const QString &
     QCOMPARE(response.value(ls::errorIdKey).toString(), errorId);
     QVERIFY(!response.value(ls::errorMessageKey).toString().isEmpty());
     QVERIFY(!response.contains(ls::detailsMapKey));
+}
+
+// The columns of a table of commands that succeed: the steps run first, the command and the
+// details it must give.
+inline void addResultColumns()
+{
+    QTest::addColumn<Steps>("setup");
+    QTest::addColumn<QStringList>("command");
+    QTest::addColumn<QVariantMap>("expected");
+}
+
+// The columns of a table of commands that fail: the steps run first, the command and its error.
+inline void addErrorColumns()
+{
+    QTest::addColumn<Steps>("setup");
+    QTest::addColumn<QStringList>("command");
+    QTest::addColumn<QString>("errorId");
+}
+
+// verifyResult() on the current row of a table made by addResultColumns().
+inline void verifyResultRow()
+{
+    QFETCH(Steps, setup);
+    QFETCH(QStringList, command);
+    QFETCH(QVariantMap, expected);
+    verifyResult(setup, command, expected);
+}
+
+// verifyError() on the current row of a table made by addErrorColumns().
+inline void verifyErrorRow()
+{
+    QFETCH(Steps, setup);
+    QFETCH(QStringList, command);
+    QFETCH(QString, errorId);
+    verifyError(setup, command, errorId);
 }
 
 // Each step of the scenario, on one device, gives what it expects.

@@ -69,49 +69,46 @@ class DocTableTest : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void sameCommandsInTheSameOrder();
-    void commandRow_data();
-    void commandRow();
+    void sameCommandsInTheSameOrder()
+    {
+        QString problem;
+        const QList<DocRow> rows = docRows(&problem);
+        QVERIFY2(!rows.isEmpty(), qPrintable(problem));
+        QStringList documented;
+        for (const DocRow &row : rows)
+            documented.append(row.number + QLatin1Char(' ') + row.command);
+        QStringList simulated;
+        for (const CommandRow &row : CommandTable::rows())
+            simulated.append(QStringLiteral("%1 `%2`").arg(row.number).arg(row.name));
+        QCOMPARE(documented, simulated);
+    }
+
+    void commandRow_data()
+    {
+        QTest::addColumn<int>("number");
+        for (const CommandRow &row : CommandTable::rows())
+            QTest::newRow(qPrintable(row.name)) << row.number;
+    }
+
+    void commandRow()
+    {
+        QFETCH(int, number);
+        const CommandRow *row = CommandTable::row(number);
+        QVERIFY(row);
+        QString problem;
+        const QList<DocRow> rows = docRows(&problem);
+        QVERIFY2(!rows.isEmpty(), qPrintable(problem));
+        const auto documented = std::find_if(rows.cbegin(), rows.cend(), [number](const DocRow &r) {
+            return r.number == QString::number(number);
+        });
+        QVERIFY2(documented != rows.cend(), "the doc's table has no row of this number");
+        QCOMPARE(documented->command, QStringLiteral("`%1`").arg(row->name));
+        QCOMPARE(documented->arguments, argumentsText(*row));
+        QCOMPARE(documented->changesState, row->effect == Effect::ChangesState
+                                                   ? QStringLiteral("yes")
+                                                   : QStringLiteral("no"));
+    }
 };
-
-void DocTableTest::sameCommandsInTheSameOrder()
-{
-    QString problem;
-    const QList<DocRow> rows = docRows(&problem);
-    QVERIFY2(!rows.isEmpty(), qPrintable(problem));
-    QStringList documented;
-    for (const DocRow &row : rows)
-        documented.append(row.number + QLatin1Char(' ') + row.command);
-    QStringList simulated;
-    for (const CommandRow &row : CommandTable::rows())
-        simulated.append(QStringLiteral("%1 `%2`").arg(row.number).arg(row.name));
-    QCOMPARE(documented, simulated);
-}
-
-void DocTableTest::commandRow_data()
-{
-    QTest::addColumn<int>("number");
-    for (const CommandRow &row : CommandTable::rows())
-        QTest::newRow(qPrintable(row.name)) << row.number;
-}
-
-void DocTableTest::commandRow()
-{
-    QFETCH(int, number);
-    const CommandRow *row = CommandTable::row(number);
-    QVERIFY(row);
-    QString problem;
-    const QList<DocRow> rows = docRows(&problem);
-    QVERIFY2(!rows.isEmpty(), qPrintable(problem));
-    const auto documented = std::find_if(rows.cbegin(), rows.cend(), [number](const DocRow &r) {
-        return r.number == QString::number(number);
-    });
-    QVERIFY2(documented != rows.cend(), "the doc's table has no row of this number");
-    QCOMPARE(documented->command, QStringLiteral("`%1`").arg(row->name));
-    QCOMPARE(documented->arguments, argumentsText(*row));
-    QCOMPARE(documented->changesState,
-             row->effect == Effect::ChangesState ? QStringLiteral("yes") : QStringLiteral("no"));
-}
 
 QTEST_GUILESS_MAIN(DocTableTest)
 #include "tst_doctable.moc"
