@@ -8,8 +8,15 @@ packages=(cmake g++ make pkg-config qtbase5-dev qtbase5-dev-tools dbus-daemon li
           liblouis-dev liblouis-data libsystemd-dev systemd valgrind zsh groff-base man-db
           chromium nodejs npm)
 
+# A Node.js installed from elsewhere (NodeSource's package bundles npm and conflicts with
+# Debian's) serves as well: such a package is counted as present by its command.
+declare -A command_of=([nodejs]=node [npm]=npm)
+
 missing=()
 for p in "${packages[@]}"; do
+    if [ -n "${command_of[$p]:-}" ] && command -v "${command_of[$p]}" >/dev/null; then
+        continue
+    fi
     dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q 'install ok installed' || missing+=("$p")
 done
 [ ${#missing[@]} -eq 0 ] && exit 0
