@@ -2,6 +2,7 @@
 // busctl (sd-bus's own tool, whose argument parser and printer are its own). Each tool calls the
 // echo peer, which reads the value with our module and writes it back, and the tool's printout of
 // the reply is compared with the text expected for it.
+#include "datatable.h"
 #include "interoptest.h"
 
 #include <QStringList>
@@ -374,126 +375,115 @@ private Q_SLOTS:
     void busctlEchoTyped_data() { addRows(EchoMethod::EchoTyped, Tool::Busctl); }
     void busctlEchoTyped() { checkReply(EchoMethod::EchoTyped, Tool::Busctl); }
 
-    void refused_data();
-    void refused();
+    void refused_data()
+    {
+        addColumns<int, int, QStringList, QString>("tool", "method", "arguments", "expectedError");
+
+        const auto gdbus = int(Tool::Gdbus);
+        const auto busctl = int(Tool::Busctl);
+        const auto process = int(EchoMethod::Process);
+        const auto echoTyped = int(EchoMethod::EchoTyped);
+        const QString gdbusError
+                = QStringLiteral("Error: GDBus.Error:org.freedesktop.DBus.Error.InvalidArgs: %1\n");
+        const QString busctlError = QStringLiteral("Call failed: %1\n");
+        const QString readRefused = QStringLiteral("reading of argument 1: NoDBusForm");
+        const QString writeRefused = QStringLiteral("writing of argument 1: NoDBusForm");
+
+        // gdbus sends its own descriptor 0 for "handle 0".
+        QTest::newRow("gdbus: h to Process, no plain form")
+                << gdbus << process << QStringList{QStringLiteral("handle 0")}
+                << gdbusError.arg(readRefused);
+        // gdbus attaches descriptors for arguments of type h only: a nested handle refers to none.
+        QTest::newRow("gdbus: h inside a{sv} to Process, no descriptor attached")
+                << gdbus << process << QStringList{QStringLiteral("{'fd': <handle 0>}")}
+                << gdbusError.arg(QStringLiteral("reading of argument 1: Malformed"));
+        // Read as a record, but a descriptor cannot be sent on.
+        QTest::newRow("gdbus: h to EchoTyped, not sent on")
+                << gdbus << echoTyped << QStringList{QStringLiteral("handle 0")}
+                << gdbusError.arg(writeRefused);
+        QTest::newRow("busctl: h to Process, no plain form")
+                << busctl << process << QStringList{QStringLiteral("h"), QStringLiteral("0")}
+                << busctlError.arg(readRefused);
+        QTest::newRow("busctl: h to EchoTyped, not sent on")
+                << busctl << echoTyped << QStringList{QStringLiteral("h"), QStringLiteral("0")}
+                << busctlError.arg(writeRefused);
+    }
+
+    void refused()
+    {
+        QFETCH(int, tool);
+        QFETCH(int, method);
+        QFETCH(QStringList, arguments);
+        QFETCH(QString, expectedError);
+        if (m_peer.skipWithout(Tool(tool)))
+            return;
+
+        const ToolRun result = m_peer.run(Tool(tool), EchoMethod(method), arguments, false);
+        QVERIFY2(result.problem.isEmpty(), qPrintable(result.problem));
+        const QString err = QString::fromUtf8(result.err);
+        if (Tool(tool) == Tool::Busctl && result.exitCode != 0
+            && err.contains(QLatin1String("not supported"))) {
+            QSKIP(qPrintable(QStringLiteral("this busctl cannot send a file descriptor: ")
+                             + err.trimmed()));
+        }
+        QVERIFY2(result.exitCode != 0,
+                 qPrintable(QStringLiteral("accepted, printed: ") + QString::fromUtf8(result.out)));
+        QVERIFY2(result.out.isEmpty(), result.out.constData());
+        QCOMPARE(err, expectedError);
+    }
 
 private:
-    void addRows(EchoMethod method, Tool tool);
-    void checkReply(EchoMethod method, Tool tool);
+    void addRows(EchoMethod method, Tool tool)
+    {
+        addColumns<QStringList, QString, bool>("arguments", "expected", "json");
+
+        for (const Row &row : rows()) {
+            // Process takes exactly one argument.
+            if (method == EchoMethod::Process && row.gvariant.size() != 1)
+                continue;
+            if (tool == Tool::Gdbus) {
+                const QString typed
+                        = row.gvariant.size() == 1
+                                  ? QStringLiteral("(%1,)").arg(row.gvariant.constFirst())
+                                  : QLatin1Char('(') + row.gvariant.join(QStringLiteral(", "))
+                                            + QLatin1Char(')');
+                QTest::newRow(row.name)
+                        << row.gvariant
+                        << (method == EchoMethod::Process ? row.gdbusProcess : typed) << false;
+            } else {
+                // An empty signature is no argument at all.
+                const QStringList arguments
+                        = row.busctl == QStringList{QString()} ? QStringList() : row.busctl;
+                if (method == EchoMethod::Process)
+                    QTest::newRow(row.name) << arguments << row.busctlProcess << true;
+                else
+                    QTest::newRow(row.name) << arguments << row.busctlTyped << !row.typedAsText;
+            }
+        }
+    }
+
+    void checkReply(EchoMethod method, Tool tool)
+    {
+        QFETCH(QStringList, arguments);
+        QFETCH(QString, expected);
+        QFETCH(bool, json);
+        if (m_peer.skipWithout(tool))
+            return;
+
+        const ToolRun result = m_peer.run(tool, method, arguments, json);
+        QVERIFY2(result.problem.isEmpty(), qPrintable(result.problem));
+        QVERIFY2(result.exitCode == 0, qPrintable(QStringLiteral("exit code %1, stderr:\n%2")
+                                                          .arg(result.exitCode)
+                                                          .arg(QString::fromUtf8(result.err))));
+        // Both tools end their printout with a line break; a reply of no values prints nothing.
+        const QByteArray wanted = expected.isEmpty() ? QByteArray() : expected.toUtf8() + '\n';
+        if (result.out != wanted)
+            qWarning().noquote() << mismatch(result.out, wanted, result.err);
+        QCOMPARE(result.out, wanted);
+    }
 
     EchoPeer m_peer;
 };
-
-void TestInterop::addRows(EchoMethod method, Tool tool)
-{
-    QTest::addColumn<QStringList>("arguments");
-    QTest::addColumn<QString>("expected");
-    QTest::addColumn<bool>("json");
-
-    for (const Row &row : rows()) {
-        // Process takes exactly one argument.
-        if (method == EchoMethod::Process && row.gvariant.size() != 1)
-            continue;
-        if (tool == Tool::Gdbus) {
-            const QString typed = row.gvariant.size() == 1
-                                          ? QStringLiteral("(%1,)").arg(row.gvariant.constFirst())
-                                          : QLatin1Char('(')
-                                                    + row.gvariant.join(QStringLiteral(", "))
-                                                    + QLatin1Char(')');
-            QTest::newRow(row.name)
-                    << row.gvariant << (method == EchoMethod::Process ? row.gdbusProcess : typed)
-                    << false;
-        } else {
-            // An empty signature is no argument at all.
-            const QStringList arguments
-                    = row.busctl == QStringList{QString()} ? QStringList() : row.busctl;
-            if (method == EchoMethod::Process)
-                QTest::newRow(row.name) << arguments << row.busctlProcess << true;
-            else
-                QTest::newRow(row.name) << arguments << row.busctlTyped << !row.typedAsText;
-        }
-    }
-}
-
-void TestInterop::checkReply(EchoMethod method, Tool tool)
-{
-    QFETCH(QStringList, arguments);
-    QFETCH(QString, expected);
-    QFETCH(bool, json);
-    if (m_peer.skipWithout(tool))
-        return;
-
-    const ToolRun result = m_peer.run(tool, method, arguments, json);
-    QVERIFY2(result.problem.isEmpty(), qPrintable(result.problem));
-    QVERIFY2(result.exitCode == 0, qPrintable(QStringLiteral("exit code %1, stderr:\n%2")
-                                                      .arg(result.exitCode)
-                                                      .arg(QString::fromUtf8(result.err))));
-    // Both tools end their printout with a line break; a reply of no values prints nothing.
-    const QByteArray wanted = expected.isEmpty() ? QByteArray() : expected.toUtf8() + '\n';
-    if (result.out != wanted)
-        qWarning().noquote() << mismatch(result.out, wanted, result.err);
-    QCOMPARE(result.out, wanted);
-}
-
-void TestInterop::refused_data()
-{
-    QTest::addColumn<int>("tool");
-    QTest::addColumn<int>("method");
-    QTest::addColumn<QStringList>("arguments");
-    QTest::addColumn<QString>("expectedError");
-
-    const auto gdbus = int(Tool::Gdbus);
-    const auto busctl = int(Tool::Busctl);
-    const auto process = int(EchoMethod::Process);
-    const auto echoTyped = int(EchoMethod::EchoTyped);
-    const QString gdbusError
-            = QStringLiteral("Error: GDBus.Error:org.freedesktop.DBus.Error.InvalidArgs: %1\n");
-    const QString busctlError = QStringLiteral("Call failed: %1\n");
-    const QString readRefused = QStringLiteral("reading of argument 1: NoDBusForm");
-    const QString writeRefused = QStringLiteral("writing of argument 1: NoDBusForm");
-
-    // gdbus sends its own descriptor 0 for "handle 0".
-    QTest::newRow("gdbus: h to Process, no plain form")
-            << gdbus << process << QStringList{QStringLiteral("handle 0")}
-            << gdbusError.arg(readRefused);
-    // gdbus attaches descriptors for arguments of type h only: a nested handle refers to none.
-    QTest::newRow("gdbus: h inside a{sv} to Process, no descriptor attached")
-            << gdbus << process << QStringList{QStringLiteral("{'fd': <handle 0>}")}
-            << gdbusError.arg(QStringLiteral("reading of argument 1: Malformed"));
-    // Read as a record, but a descriptor cannot be sent on.
-    QTest::newRow("gdbus: h to EchoTyped, not sent on")
-            << gdbus << echoTyped << QStringList{QStringLiteral("handle 0")}
-            << gdbusError.arg(writeRefused);
-    QTest::newRow("busctl: h to Process, no plain form")
-            << busctl << process << QStringList{QStringLiteral("h"), QStringLiteral("0")}
-            << busctlError.arg(readRefused);
-    QTest::newRow("busctl: h to EchoTyped, not sent on")
-            << busctl << echoTyped << QStringList{QStringLiteral("h"), QStringLiteral("0")}
-            << busctlError.arg(writeRefused);
-}
-
-void TestInterop::refused()
-{
-    QFETCH(int, tool);
-    QFETCH(int, method);
-    QFETCH(QStringList, arguments);
-    QFETCH(QString, expectedError);
-    if (m_peer.skipWithout(Tool(tool)))
-        return;
-
-    const ToolRun result = m_peer.run(Tool(tool), EchoMethod(method), arguments, false);
-    QVERIFY2(result.problem.isEmpty(), qPrintable(result.problem));
-    const QString err = QString::fromUtf8(result.err);
-    if (Tool(tool) == Tool::Busctl && result.exitCode != 0
-        && err.contains(QLatin1String("not supported"))) {
-        QSKIP(qPrintable(QStringLiteral("this busctl cannot send a file descriptor: ")
-                         + err.trimmed()));
-    }
-    QVERIFY2(result.exitCode != 0,
-             qPrintable(QStringLiteral("accepted, printed: ") + QString::fromUtf8(result.out)));
-    QVERIFY2(result.out.isEmpty(), result.out.constData());
-    QCOMPARE(err, expectedError);
-}
 
 QTEST_GUILESS_MAIN(TestInterop)
 

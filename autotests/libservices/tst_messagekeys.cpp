@@ -1,3 +1,4 @@
+#include "datatable.h"
 #include <ls/dbuscontract.h>
 #include <ls/messagekeys.h>
 
@@ -60,68 +61,60 @@ class TestMessageKeys : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void text_data();
-    void text();
-    void allDistinct();
-    void busNames_data();
-    void busNames();
-};
+    void text_data()
+    {
+        addColumns<const QString *, QString>("value", "text");
 
-void TestMessageKeys::text_data()
-{
-    QTest::addColumn<const QString *>("value");
-    QTest::addColumn<QString>("text");
-
-    for (const Constant &constant : constants())
-        QTest::newRow(constant.symbol) << constant.value << constant.text;
-    QTest::newRow("serviceInterface")
-            << &ls::serviceInterface << QStringLiteral("se.tarnvik.Service1");
-    QTest::newRow("processMethod") << &ls::processMethod << QStringLiteral("Process");
-}
-
-void TestMessageKeys::text()
-{
-    QFETCH(const QString *, value);
-    QFETCH(QString, text);
-
-    QCOMPARE(*value, text);
-}
-
-void TestMessageKeys::allDistinct()
-{
-    QSet<QString> texts;
-    QSet<const QString *> objects;
-    for (const Constant &constant : constants()) {
-        QVERIFY2(!texts.contains(*constant.value), constant.symbol);
-        texts.insert(*constant.value);
-        objects.insert(constant.value);
+        for (const Constant &constant : constants())
+            QTest::newRow(constant.symbol) << constant.value << constant.text;
+        QTest::newRow("serviceInterface")
+                << &ls::serviceInterface << QStringLiteral("se.tarnvik.Service1");
+        QTest::newRow("processMethod") << &ls::processMethod << QStringLiteral("Process");
     }
-    QCOMPARE(texts.size(), 24);
-    QCOMPARE(objects.size(), 24);
-}
 
-void TestMessageKeys::busNames_data()
-{
-    QTest::addColumn<QString>("serviceId");
-    QTest::addColumn<QString>("busName");
-    QTest::addColumn<QString>("objectPath");
+    void text()
+    {
+        QFETCH(const QString *, value);
+        QFETCH(QString, text);
 
-    QTest::newRow("command handler")
-            << ls::ServiceId::CommandHandler << QStringLiteral("se.tarnvik.CommandHandler")
-            << QStringLiteral("/se/tarnvik/CommandHandler");
-    QTest::newRow("any other id") << QStringLiteral("Other") << QStringLiteral("se.tarnvik.Other")
-                                  << QStringLiteral("/se/tarnvik/Other");
-}
+        QCOMPARE(*value, text);
+    }
 
-void TestMessageKeys::busNames()
-{
-    QFETCH(QString, serviceId);
-    QFETCH(QString, busName);
-    QFETCH(QString, objectPath);
+    void allDistinct()
+    {
+        QSet<QString> texts;
+        QSet<const QString *> objects;
+        for (const Constant &constant : constants()) {
+            QVERIFY2(!texts.contains(*constant.value), constant.symbol);
+            texts.insert(*constant.value);
+            objects.insert(constant.value);
+        }
+        QCOMPARE(texts.size(), 24);
+        QCOMPARE(objects.size(), 24);
+    }
 
-    QCOMPARE(ls::busName(serviceId), busName);
-    QCOMPARE(ls::objectPath(serviceId), objectPath);
-}
+    void busNames_data()
+    {
+        addColumns<QString, QString, QString>("serviceId", "busName", "objectPath");
+
+        QTest::newRow("command handler")
+                << ls::ServiceId::CommandHandler << QStringLiteral("se.tarnvik.CommandHandler")
+                << QStringLiteral("/se/tarnvik/CommandHandler");
+        QTest::newRow("any other id")
+                << QStringLiteral("Other") << QStringLiteral("se.tarnvik.Other")
+                << QStringLiteral("/se/tarnvik/Other");
+    }
+
+    void busNames()
+    {
+        QFETCH(QString, serviceId);
+        QFETCH(QString, busName);
+        QFETCH(QString, objectPath);
+
+        QCOMPARE(ls::busName(serviceId), busName);
+        QCOMPARE(ls::objectPath(serviceId), objectPath);
+    }
+};
 
 QTEST_GUILESS_MAIN(TestMessageKeys)
 
