@@ -206,6 +206,23 @@ bool inRange(qlonglong v)
            && v <= qlonglong(std::numeric_limits<T>::max());
 }
 
+// The Qt integer types a number on the wire may be given as; a boolean is not one of them.
+bool isQtIntegerType(int type)
+{
+    switch (type) {
+    case QMetaType::UChar:
+    case QMetaType::Short:
+    case QMetaType::UShort:
+    case QMetaType::Int:
+    case QMetaType::UInt:
+    case QMetaType::LongLong:
+    case QMetaType::ULongLong:
+        return true;
+    default:
+        return false;
+    }
+}
+
 WireStatus Writer::basic(char code, const QVariant &value)
 {
     const int type = value.userType();
@@ -215,20 +232,8 @@ WireStatus Writer::basic(char code, const QVariant &value)
         return string(code, value.toString());
     }
     if (code == 'd') {
-        switch (type) {
-        case QMetaType::Double:
-        case QMetaType::Float:
-        case QMetaType::UChar:
-        case QMetaType::Short:
-        case QMetaType::UShort:
-        case QMetaType::Int:
-        case QMetaType::UInt:
-        case QMetaType::LongLong:
-        case QMetaType::ULongLong:
-            break;
-        default:
+        if (type != QMetaType::Double && type != QMetaType::Float && !isQtIntegerType(type))
             return WireStatus::Malformed;
-        }
         const double d = value.toDouble();
         return status(sd_bus_message_append_basic(m_message, 'd', &d));
     }
@@ -244,19 +249,8 @@ WireStatus Writer::basic(char code, const QVariant &value)
         return WireStatus::NoDBusForm;
     }
     // Integers: any Qt integer type whose value fits, never text or a double.
-    switch (type) {
-    case QMetaType::Bool:
-    case QMetaType::UChar:
-    case QMetaType::Short:
-    case QMetaType::UShort:
-    case QMetaType::Int:
-    case QMetaType::UInt:
-    case QMetaType::LongLong:
-    case QMetaType::ULongLong:
-        break;
-    default:
+    if (type != QMetaType::Bool && !isQtIntegerType(type))
         return WireStatus::Malformed;
-    }
     if (code == 't') {
         if (type != QMetaType::ULongLong && value.toLongLong() < 0)
             return WireStatus::Malformed;
