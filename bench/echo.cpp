@@ -2,6 +2,8 @@
 // this bus could reach if answering cost nothing, against which the simulator's rate is read.
 //
 //   bench-echo ADDRESS [BUS_NAME]     BUS_NAME defaults to se.tarnvik.BenchEcho
+#include "barebus.h"
+
 #include <systemd/sd-bus.h>
 
 #include <cstdio>
@@ -46,13 +48,7 @@ int main(int argc, char **argv)
     const char *name = argc > 2 ? argv[2] : "se.tarnvik.BenchEcho";
 
     sd_bus *bus = nullptr;
-    int r = sd_bus_new(&bus);
-    if (r >= 0)
-        r = sd_bus_set_address(bus, argv[1]);
-    if (r >= 0)
-        r = sd_bus_set_bus_client(bus, 1);
-    if (r >= 0)
-        r = sd_bus_start(bus);
+    int r = barebus::connect(&bus, argv[1]);
     if (r < 0)
         return fail("cannot connect", r);
     r = sd_bus_add_object_vtable(bus, nullptr, "/se/tarnvik/CommandHandler", "se.tarnvik.Service1",
@@ -63,16 +59,6 @@ int main(int argc, char **argv)
     if (r < 0)
         return fail("cannot own the name", r);
 
-    // Serves until the bus goes away.
-    for (;;) {
-        r = sd_bus_process(bus, nullptr);
-        if (r > 0)
-            continue;
-        if (r >= 0)
-            r = sd_bus_wait(bus, UINT64_MAX);
-        if (r < 0)
-            break;
-    }
-    sd_bus_flush_close_unref(bus);
+    barebus::serve(bus);
     return 0;
 }

@@ -7,6 +7,8 @@
 // START and END are seconds since the epoch (CLOCK_REALTIME, decimals allowed). Prints the
 // number of answers received by END; "late" on stderr when the connection was ready only after
 // START. Exits 1 when a call fails.
+#include "barebus.h"
+
 #include <systemd/sd-bus.h>
 
 #include <cstdint>
@@ -50,13 +52,7 @@ int main(int argc, char **argv)
     const int64_t end = parseNs(argv[4]);
 
     sd_bus *bus = nullptr;
-    int r = sd_bus_new(&bus);
-    if (r >= 0)
-        r = sd_bus_set_address(bus, argv[1]);
-    if (r >= 0)
-        r = sd_bus_set_bus_client(bus, 1);
-    if (r >= 0)
-        r = sd_bus_start(bus);
+    int r = barebus::connect(&bus, argv[1]);
     if (r < 0)
         return fail("cannot connect", r);
 

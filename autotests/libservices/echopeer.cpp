@@ -4,6 +4,8 @@
 //   Process     one argument of any type, answered with its plain conversion read and written back;
 //   EchoTyped   any arguments, answered with each read and written back keeping its exact type.
 // A value the module refuses is answered with InvalidArgs naming the module's status.
+#include "../../bench/barebus.h"
+
 #include <ls/dbusvalue.h>
 
 #include <QString>
@@ -134,17 +136,9 @@ int main(int argc, char **argv)
     }
     std::signal(SIGTERM, terminate);
 
-    sd_bus *bus = nullptr;
-    int r = sd_bus_new(&bus);
-    if (r >= 0)
-        r = sd_bus_set_address(bus, address);
-    if (r >= 0)
-        r = sd_bus_set_bus_client(bus, 1);
     // Descriptors accepted, so that one sent in reaches the module to be refused there.
-    if (r >= 0)
-        r = sd_bus_negotiate_fds(bus, 1);
-    if (r >= 0)
-        r = sd_bus_start(bus);
+    sd_bus *bus = nullptr;
+    int r = barebus::connect(&bus, address, true);
     if (r < 0)
         return fail("cannot connect", r);
     r = sd_bus_add_object(bus, nullptr, objectPath, handle, nullptr);
@@ -156,16 +150,6 @@ int main(int argc, char **argv)
     std::fputs("ready\n", stdout);
     std::fflush(stdout);
 
-    // Serves until the bus goes away.
-    for (;;) {
-        r = sd_bus_process(bus, nullptr);
-        if (r > 0)
-            continue;
-        if (r >= 0)
-            r = sd_bus_wait(bus, UINT64_MAX);
-        if (r < 0)
-            break;
-    }
-    sd_bus_flush_close_unref(bus);
+    barebus::serve(bus);
     return 0;
 }
