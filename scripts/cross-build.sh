@@ -98,38 +98,19 @@ unit='^(tst_dbusvalue|tst_dbussyntax|tst_metaenum|tst_commandids|tst_messagekeys
 
 say "end to end: the build machine's dbus-daemon, the arm64 simulator and tool under qemu"
 work=$(mktemp -d "${TMPDIR:-/tmp}/cross-e2e.XXXXXX")
+# shellcheck source=scripts/privatebus.sh
+. "$root/scripts/privatebus.sh"
 pids=()
 cleanup() {
     local pid
+    privatebus_stop
     for pid in "${pids[@]}"; do kill "$pid" 2>/dev/null || true; done
     for pid in "${pids[@]}"; do wait "$pid" 2>/dev/null || true; done
     rm -rf "$work"
 }
 trap cleanup EXIT
-cat >"$work/bus.conf" <<EOF
-<!DOCTYPE busconfig PUBLIC "-//freedesktop//DTD D-Bus Bus Configuration 1.0//EN"
- "http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd">
-<busconfig>
-  <type>system</type>
-  <listen>unix:dir=$work</listen>
-  <auth>EXTERNAL</auth>
-  <policy context="default">
-    <allow send_destination="*" eavesdrop="true"/>
-    <allow eavesdrop="true"/>
-    <allow own="*"/>
-  </policy>
-</busconfig>
-EOF
-dbus-daemon --config-file="$work/bus.conf" --nofork --print-address=3 3>"$work/address" \
-    2>"$work/bus.log" </dev/null &
-pids+=($!)
-address=
-for _ in $(seq 100); do
-    address=$(head -n 1 "$work/address" 2>/dev/null) || true
-    [ -n "$address" ] && break
-    sleep 0.1
-done
-[ -n "$address" ] || { cat "$work/bus.log" >&2; say "the private bus did not start"; exit 1; }
+privatebus_start "" "$work" || { say "the private bus did not start"; exit 1; }
+address=$PRIVATEBUS_ADDRESS
 "$qemu" "$simulator" --bus-address "$address" --state-file "$work/state.json" \
     --output-dir "$work/pages" 2>"$work/simulator.log" &
 pids+=($!)
