@@ -18,6 +18,19 @@ DeviceResult noSuchDocument(int id)
                                  QStringLiteral("There is no document %1").arg(id));
 }
 
+// The open document with this id; null when there is none or it is closed, with the failure to
+// answer in *failure (closedText takes the id).
+Document *openDocumentWithId(DeviceState &state, int id, const QString &closedText,
+                             DeviceResult *failure)
+{
+    Document *document = state.document(id);
+    if (document && document->open)
+        return document;
+    *failure = document ? DeviceResult::failure(DeviceError::invalidState, closedText.arg(id))
+                        : noSuchDocument(id);
+    return nullptr;
+}
+
 QVariantMap documentDetails(const Configuration &c, const Document &document,
                             const TextLayout &layout)
 {
@@ -65,13 +78,11 @@ DeviceResult addText(CommandContext &device, const Arguments &args)
 {
     DeviceState &state = device.store.state();
     const int id = args.at(0).toInt();
-    Document *document = state.document(id);
+    DeviceResult failure;
+    Document *document
+            = openDocumentWithId(state, id, QStringLiteral("Document %1 is closed"), &failure);
     if (!document)
-        return noSuchDocument(id);
-    if (!document->open) {
-        return DeviceResult::failure(DeviceError::invalidState,
-                                     QStringLiteral("Document %1 is closed").arg(id));
-    }
+        return failure;
     const QString text = document->text + args.at(1).toString();
     if (Rules::characterCount(text) > Rules::maximumTextLength) {
         return DeviceResult::failure(DeviceError::invalidArgument,
@@ -91,13 +102,11 @@ DeviceResult closeDocument(CommandContext &device, const Arguments &args)
 {
     DeviceState &state = device.store.state();
     const int id = args.at(0).toInt();
-    Document *document = state.document(id);
+    DeviceResult failure;
+    Document *document = openDocumentWithId(
+            state, id, QStringLiteral("Document %1 is closed already"), &failure);
     if (!document)
-        return noSuchDocument(id);
-    if (!document->open) {
-        return DeviceResult::failure(DeviceError::invalidState,
-                                     QStringLiteral("Document %1 is closed already").arg(id));
-    }
+        return failure;
     TextLayout layout;
     const DeviceResult laidOut = layOutText(state.configuration, document->text, &layout);
     if (laidOut.failed())

@@ -2,27 +2,33 @@
 
 #include <QRegularExpression>
 
-namespace {
-
-// Arguments arrive as words; numbers and truth values sent by other peers are taken as their
-// text.
-bool wordValue(const QVariant &value, QString *word)
+bool isWideInteger(const QVariant &value)
 {
     switch (value.userType()) {
-    case QMetaType::QString:
     case QMetaType::Int:
     case QMetaType::UInt:
     case QMetaType::LongLong:
     case QMetaType::ULongLong:
     case QMetaType::Short:
     case QMetaType::UShort:
-    case QMetaType::Double:
-    case QMetaType::Bool:
-        *word = value.toString();
         return true;
     default:
         return false;
     }
+}
+
+namespace {
+
+// Arguments arrive as words; numbers and truth values sent by other peers are taken as their
+// text.
+bool wordValue(const QVariant &value, QString *word)
+{
+    const int type = value.userType();
+    if (type != QMetaType::QString && type != QMetaType::Double && type != QMetaType::Bool
+        && !isWideInteger(value))
+        return false;
+    *word = value.toString();
+    return true;
 }
 
 DeviceResult parseInt(const ArgumentRule &rule, const QString &text, Arguments *arguments)

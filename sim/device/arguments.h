@@ -39,6 +39,10 @@ struct ArgumentRule
 // The type's text as it travels in the argument records: "int", "bool" or "string".
 QString typeName(ArgumentType type);
 
+// Whether a value is a whole number of one of Qt's integer types of 16 bits or more: how peers
+// send numbers. A byte is not counted, as it reads as a character.
+bool isWideInteger(const QVariant &value);
+
 // Parses the words of a request for the command named commandName. Words are checked as int
 // (decimal), bool (true, false, 1, 0) or string (anything); a last argument of type string takes
 // the rest of the words joined by single blanks. A failure is InvalidRequest (a word that is no

@@ -1,5 +1,6 @@
 #include "dispatcher.h"
 
+#include "arguments.h"
 #include "catalogue.h"
 #include "commandtable.h"
 
@@ -15,26 +16,16 @@ namespace {
 // mistake worth reporting.
 bool integerValue(const QVariant &value, int *result)
 {
-    switch (value.userType()) {
-    case QMetaType::Int:
-    case QMetaType::UInt:
-    case QMetaType::LongLong:
-    case QMetaType::ULongLong:
-    case QMetaType::Short:
-    case QMetaType::UShort:
-    case QMetaType::UChar:
-    case QMetaType::SChar: {
-        bool ok = false;
-        const qlonglong v = value.toLongLong(&ok);
-        if (!ok || v < INT_MIN || v > INT_MAX
-            || (value.userType() == QMetaType::ULongLong && value.toULongLong() > INT_MAX))
-            return false;
-        *result = int(v);
-        return true;
-    }
-    default:
+    const int type = value.userType();
+    if (!isWideInteger(value) && type != QMetaType::UChar && type != QMetaType::SChar)
         return false;
-    }
+    bool ok = false;
+    const qlonglong v = value.toLongLong(&ok);
+    if (!ok || v < INT_MIN || v > INT_MAX
+        || (type == QMetaType::ULongLong && value.toULongLong() > INT_MAX))
+        return false;
+    *result = int(v);
+    return true;
 }
 
 // The response map of a result: payload and the success ids, or the failure's ids and message.
