@@ -180,6 +180,16 @@ void startToolTestBus(TestBus &bus)
     QVERIFY2(bus.start(), qPrintable(bus.errorString()));
 }
 
+void ToolBusTestCase::initTestCase()
+{
+    startToolTestBus(m_bus);
+}
+
+void ToolBusTestCase::cleanupTestCase()
+{
+    m_bus.stop();
+}
+
 void addScriptedRowColumns()
 {
     QTest::addColumn<QStringList>("arguments");

@@ -7,6 +7,7 @@
 #include <QByteArray>
 #include <QList>
 #include <QMetaType>
+#include <QObject>
 #include <QProcessEnvironment>
 #include <QString>
 #include <QStringList>
@@ -108,6 +109,20 @@ void verifyLoggedRuns(const ToolRunner &runner, const QStringList &arguments,
 // Starts the test case's bus, after making the test's own locale UTF-8 so that row data with
 // non-ASCII text reaches the tool as UTF-8. Reports through QTest.
 void startToolTestBus(TestBus &bus);
+
+// A test case whose runs all share one bus, started with startToolTestBus() before the first
+// function and stopped after the last.
+class ToolBusTestCase : public QObject
+{
+    Q_OBJECT
+
+protected:
+    TestBus m_bus;
+
+private Q_SLOTS:
+    void initTestCase();
+    void cleanupTestCase();
+};
 
 // The columns verifyScriptedRow() reads: the tool's arguments, the peer's script, and the
 // messages and requests the runs must give.

@@ -1,3 +1,4 @@
+#include "datatable.h"
 #include "dbus/CommandHandler.h"
 #include "messagelog.h"
 #include "requests.h"
@@ -98,14 +99,213 @@ public:
     TestCommandHandler() : ScriptedPeerTestCase(QStringLiteral(COMMAND_HANDLER_SIM)) { }
 
 private Q_SLOTS:
-    void sendRequest_data();
-    void sendRequest();
-    void getCommandCategories_data();
-    void getCommandCategories();
-    void getCommands_data();
-    void getCommands();
-    void executeCommand_data();
-    void executeCommand();
+    void sendRequest_data()
+    {
+        addColumns<QVariantMap, QString>("request", "expectedRequest");
+
+        QTest::newRow("sender id added") << QVariantMap{{ls::commandIdKey, QStringLiteral("Probe")}}
+                                         << request(R"({"commandId": {"s": "Probe"},
+                                                    "senderId": {"s": "CommandHandler"}})");
+        QTest::newRow("earlier sender id overwritten")
+                << QVariantMap{{ls::commandIdKey, QStringLiteral("Probe")},
+                               {ls::senderIdKey, QStringLiteral("Someone")}}
+                << request(R"({"commandId": {"s": "Probe"}, "senderId": {"s": "CommandHandler"}})");
+        QTest::newRow("sender id of another type overwritten")
+                << QVariantMap{{ls::senderIdKey, 5}}
+                << request(R"({"senderId": {"s": "CommandHandler"}})");
+    }
+
+    void sendRequest()
+    {
+        QFETCH(QVariantMap, request);
+        QFETCH(QString, expectedRequest);
+
+        QVERIFY2(m_peer.startScripted(
+                         answer(R"({"resultId": "Success", "errorId": "NoError", "n": 3})")),
+                 qPrintable(m_peer.errorString()));
+        const QVariantMap response = m_handler->sendRequest(request);
+
+        QCOMPARE(response, (QVariantMap{{ls::resultIdKey, ls::ResultId::Success},
+                                        {ls::errorIdKey, QStringLiteral("NoError")},
+                                        {QStringLiteral("n"), 3}}));
+        // The caller's map now holds the sender id too.
+        QCOMPARE(request.value(ls::senderIdKey), QVariant(ls::ServiceId::CommandHandler));
+        QCOMPARE(m_peer.requests(), QStringList{expectedRequest});
+        QCOMPARE(MessageLog::messages(), QStringList());
+    }
+
+    void getCommandCategories_data()
+    {
+        addColumns<QByteArray, QVariantList, QStringList>("script", "expected", "expectedMessages");
+
+        const QString processingFailed
+                = categoriesError(QStringLiteral("Processing GetCommandCategories failed!"));
+        const QString notFoundText
+                = categoriesError(QStringLiteral("Command categories not found!"));
+
+        QTest::newRow("categories returned as sent")
+                << answer("{" + success
+                          + R"(, "commandCategories": [{"id": "A", "n": 1}, "x", 2]})")
+                << QVariantList{QVariantMap{{QStringLiteral("id"), QStringLiteral("A")},
+                                            {QStringLiteral("n"), 1}},
+                                QStringLiteral("x"), 2}
+                << QStringList();
+        QTest::newRow("error id value is not looked at")
+                << answer(R"({"resultId": "Success", "errorId": 17, "commandCategories": ["c"]})")
+                << QVariantList{QStringLiteral("c")} << QStringList();
+        QTest::newRow("empty list: no message")
+                << answer("{" + success + R"(, "commandCategories": []})") << QVariantList()
+                << QStringList();
+        QTest::newRow("payload missing")
+                << answer("{" + success + "}") << QVariantList() << QStringList{notFoundText};
+        QTest::newRow("payload not a list: no message")
+                << answer("{" + success + R"(, "commandCategories": {"a": 1}})") << QVariantList()
+                << QStringList();
+        for (const FailedTest &row : failedTests())
+            QTest::newRow(row.name)
+                    << row.script << QVariantList() << QStringList{processingFailed};
+    }
+
+    void getCommandCategories()
+    {
+        QFETCH(QByteArray, script);
+        QFETCH(QVariantList, expected);
+        QFETCH(QStringList, expectedMessages);
+
+        QVERIFY2(m_peer.startScripted(script), qPrintable(m_peer.errorString()));
+        QCOMPARE(m_handler->getCommandCategories(), expected);
+        QCOMPARE(MessageLog::messages(), expectedMessages);
+        QCOMPARE(m_peer.requests(), QStringList{Requests::recordedCategories()});
+    }
+
+    void getCommands_data()
+    {
+        addColumns<QString, QByteArray, QVariantList, QStringList>("category", "script", "expected",
+                                                                   "expectedMessages");
+
+        // The category query's text, on purpose.
+        const QString processingFailed
+                = commandsError(QStringLiteral("Processing GetCommandCategories failed!"));
+        const QString document = QStringLiteral("DocumentCommandId");
+
+        QTest::newRow("commands returned as sent")
+                << document
+                << answer("{" + success
+                          + R"(, "commands": [{"id": "AddText", "argumentCount": 1}]})")
+                << QVariantList{QVariantMap{{QStringLiteral("id"), QStringLiteral("AddText")},
+                                            {QStringLiteral("argumentCount"), 1}}}
+                << QStringList();
+        QTest::newRow("empty list: no message")
+                << document << answer("{" + success + R"(, "commands": []})") << QVariantList()
+                << QStringList();
+        QTest::newRow("payload missing")
+                << document << answer("{" + success + R"(, "commandCategories": ["c"]})")
+                << QVariantList()
+                << QStringList{commandsError(QStringLiteral("Commands not found!"))};
+        QTest::newRow("payload not a list: no message")
+                << document << answer("{" + success + R"(, "commands": "AddText"})")
+                << QVariantList() << QStringList();
+        QTest::newRow("empty category name still sent")
+                << QString() << answer("{" + success + R"(, "commands": []})") << QVariantList()
+                << QStringList();
+        QTest::newRow("category name sent untrimmed, unchecked")
+                << QStringLiteral(" no such category ")
+                << answer("{" + success + R"(, "commands": []})") << QVariantList()
+                << QStringList();
+        for (const FailedTest &row : failedTests())
+            QTest::newRow(row.name)
+                    << document << row.script << QVariantList() << QStringList{processingFailed};
+    }
+
+    void getCommands()
+    {
+        QFETCH(QString, category);
+        QFETCH(QByteArray, script);
+        QFETCH(QVariantList, expected);
+        QFETCH(QStringList, expectedMessages);
+
+        QVERIFY2(m_peer.startScripted(script), qPrintable(m_peer.errorString()));
+        QCOMPARE(m_handler->getCommands(category), expected);
+        QCOMPARE(MessageLog::messages(), expectedMessages);
+
+        QCOMPARE(m_peer.requests(), QStringList{Requests::recordedCommands(category)});
+    }
+
+    void executeCommand_data()
+    {
+        addColumns<int, QVariantList, QByteArray, QVariantMap, QStringList, QStringList>(
+                "commandId", "args", "script", "expected", "expectedMessages", "expectedRequests");
+
+        const QByteArray details
+                = answer("{" + success + R"(, "details": {"state": "ready", "n": 2}})");
+        const QVariantMap detailsMap{{QStringLiteral("state"), QStringLiteral("ready")},
+                                     {QStringLiteral("n"), 2}};
+        auto handled = [](int commandId, const QByteArray &args) {
+            return request(R"({"args": )" + args + R"(, "commandId": {"s": "HandleCommand"},
+                          "senderId": {"s": "CommandHandler"}, "subCommandId": {"i": )"
+                           + QByteArray::number(commandId) + "}}");
+        };
+
+        QTest::newRow("known to the first enum")
+                << 101 << QVariantList() << details << detailsMap << QStringList()
+                << QStringList{handled(101, R"({"av": []})")};
+        QTest::newRow("known only to the last enum")
+                << 601 << QVariantList() << details << detailsMap << QStringList()
+                << QStringList{handled(601, R"({"av": []})")};
+        QTest::newRow("words sent as strings, empty ones kept")
+                << 603
+                << QVariantList{QStringLiteral("1"), QStringLiteral(""),
+                                QStringLiteral("two words")}
+                << details << detailsMap << QStringList()
+                << QStringList{
+                           handled(603, R"({"av": [{"s": "1"}, {"s": ""}, {"s": "two words"}]})")};
+        QTest::newRow("argument types passed on unchanged")
+                << 302 << QVariantList{QStringLiteral("x"), 42, true} << details << detailsMap
+                << QStringList()
+                << QStringList{handled(302, R"({"av": [{"s": "x"}, {"i": 42}, {"b": true}]})")};
+        QTest::newRow("unknown number: no request")
+                << 99 << QVariantList{QStringLiteral("a")} << details << QVariantMap()
+                << QStringList{notFound(99)} << QStringList();
+        QTest::newRow("zero is unknown") << 0 << QVariantList() << details << QVariantMap()
+                                         << QStringList{notFound(0)} << QStringList();
+        QTest::newRow("negative number unknown, with its sign")
+                << -601 << QVariantList() << details << QVariantMap() << QStringList{notFound(-601)}
+                << QStringList();
+        QTest::newRow("category number is no command")
+                << 6 << QVariantList() << details << QVariantMap() << QStringList{notFound(6)}
+                << QStringList();
+        QTest::newRow("without details the whole response")
+                << 604 << QVariantList() << answer("{" + success + R"(, "state": "idle"})")
+                << QVariantMap{{ls::resultIdKey, ls::ResultId::Success},
+                               {ls::errorIdKey, QStringLiteral("NoError")},
+                               {QStringLiteral("state"), QStringLiteral("idle")}}
+                << QStringList() << QStringList{handled(604, R"({"av": []})")};
+        QTest::newRow("details not a map: empty, no message")
+                << 604 << QVariantList() << answer("{" + success + R"(, "details": "ready"})")
+                << QVariantMap() << QStringList() << QStringList{handled(604, R"({"av": []})")};
+        QTest::newRow("empty details map")
+                << 604 << QVariantList() << answer("{" + success + R"(, "details": {}})")
+                << QVariantMap() << QStringList() << QStringList{handled(604, R"({"av": []})")};
+        for (const FailedTest &row : failedTests())
+            QTest::newRow(row.name)
+                    << 601 << QVariantList() << row.script << QVariantMap()
+                    << QStringList{executeFailure()} << QStringList{handled(601, R"({"av": []})")};
+    }
+
+    void executeCommand()
+    {
+        QFETCH(int, commandId);
+        QFETCH(QVariantList, args);
+        QFETCH(QByteArray, script);
+        QFETCH(QVariantMap, expected);
+        QFETCH(QStringList, expectedMessages);
+        QFETCH(QStringList, expectedRequests);
+
+        QVERIFY2(m_peer.startScripted(script), qPrintable(m_peer.errorString()));
+        QCOMPARE(m_handler->executeCommand(commandId, args), expected);
+        QCOMPARE(MessageLog::messages(), expectedMessages);
+        QCOMPARE(m_peer.requests(), expectedRequests);
+    }
 
 private:
     void createObjects() override;
@@ -128,215 +328,6 @@ void TestCommandHandler::createObjects()
 void TestCommandHandler::deleteObjects()
 {
     delete m_handler;
-}
-
-void TestCommandHandler::sendRequest_data()
-{
-    QTest::addColumn<QVariantMap>("request");
-    QTest::addColumn<QString>("expectedRequest");
-
-    QTest::newRow("sender id added") << QVariantMap{{ls::commandIdKey, QStringLiteral("Probe")}}
-                                     << request(R"({"commandId": {"s": "Probe"},
-                                                    "senderId": {"s": "CommandHandler"}})");
-    QTest::newRow("earlier sender id overwritten")
-            << QVariantMap{{ls::commandIdKey, QStringLiteral("Probe")},
-                           {ls::senderIdKey, QStringLiteral("Someone")}}
-            << request(R"({"commandId": {"s": "Probe"}, "senderId": {"s": "CommandHandler"}})");
-    QTest::newRow("sender id of another type overwritten")
-            << QVariantMap{{ls::senderIdKey, 5}}
-            << request(R"({"senderId": {"s": "CommandHandler"}})");
-}
-
-void TestCommandHandler::sendRequest()
-{
-    QFETCH(QVariantMap, request);
-    QFETCH(QString, expectedRequest);
-
-    QVERIFY2(m_peer.startScripted(
-                     answer(R"({"resultId": "Success", "errorId": "NoError", "n": 3})")),
-             qPrintable(m_peer.errorString()));
-    const QVariantMap response = m_handler->sendRequest(request);
-
-    QCOMPARE(response, (QVariantMap{{ls::resultIdKey, ls::ResultId::Success},
-                                    {ls::errorIdKey, QStringLiteral("NoError")},
-                                    {QStringLiteral("n"), 3}}));
-    // The caller's map now holds the sender id too.
-    QCOMPARE(request.value(ls::senderIdKey), QVariant(ls::ServiceId::CommandHandler));
-    QCOMPARE(m_peer.requests(), QStringList{expectedRequest});
-    QCOMPARE(MessageLog::messages(), QStringList());
-}
-
-void TestCommandHandler::getCommandCategories_data()
-{
-    QTest::addColumn<QByteArray>("script");
-    QTest::addColumn<QVariantList>("expected");
-    QTest::addColumn<QStringList>("expectedMessages");
-
-    const QString processingFailed
-            = categoriesError(QStringLiteral("Processing GetCommandCategories failed!"));
-    const QString notFoundText = categoriesError(QStringLiteral("Command categories not found!"));
-
-    QTest::newRow("categories returned as sent")
-            << answer("{" + success + R"(, "commandCategories": [{"id": "A", "n": 1}, "x", 2]})")
-            << QVariantList{QVariantMap{{QStringLiteral("id"), QStringLiteral("A")},
-                                        {QStringLiteral("n"), 1}},
-                            QStringLiteral("x"), 2}
-            << QStringList();
-    QTest::newRow("error id value is not looked at")
-            << answer(R"({"resultId": "Success", "errorId": 17, "commandCategories": ["c"]})")
-            << QVariantList{QStringLiteral("c")} << QStringList();
-    QTest::newRow("empty list: no message")
-            << answer("{" + success + R"(, "commandCategories": []})") << QVariantList()
-            << QStringList();
-    QTest::newRow("payload missing")
-            << answer("{" + success + "}") << QVariantList() << QStringList{notFoundText};
-    QTest::newRow("payload not a list: no message")
-            << answer("{" + success + R"(, "commandCategories": {"a": 1}})") << QVariantList()
-            << QStringList();
-    for (const FailedTest &row : failedTests())
-        QTest::newRow(row.name) << row.script << QVariantList() << QStringList{processingFailed};
-}
-
-void TestCommandHandler::getCommandCategories()
-{
-    QFETCH(QByteArray, script);
-    QFETCH(QVariantList, expected);
-    QFETCH(QStringList, expectedMessages);
-
-    QVERIFY2(m_peer.startScripted(script), qPrintable(m_peer.errorString()));
-    QCOMPARE(m_handler->getCommandCategories(), expected);
-    QCOMPARE(MessageLog::messages(), expectedMessages);
-    QCOMPARE(m_peer.requests(), QStringList{Requests::recordedCategories()});
-}
-
-void TestCommandHandler::getCommands_data()
-{
-    QTest::addColumn<QString>("category");
-    QTest::addColumn<QByteArray>("script");
-    QTest::addColumn<QVariantList>("expected");
-    QTest::addColumn<QStringList>("expectedMessages");
-
-    // The category query's text, on purpose.
-    const QString processingFailed
-            = commandsError(QStringLiteral("Processing GetCommandCategories failed!"));
-    const QString document = QStringLiteral("DocumentCommandId");
-
-    QTest::newRow("commands returned as sent")
-            << document
-            << answer("{" + success + R"(, "commands": [{"id": "AddText", "argumentCount": 1}]})")
-            << QVariantList{QVariantMap{{QStringLiteral("id"), QStringLiteral("AddText")},
-                                        {QStringLiteral("argumentCount"), 1}}}
-            << QStringList();
-    QTest::newRow("empty list: no message")
-            << document << answer("{" + success + R"(, "commands": []})") << QVariantList()
-            << QStringList();
-    QTest::newRow("payload missing")
-            << document << answer("{" + success + R"(, "commandCategories": ["c"]})")
-            << QVariantList() << QStringList{commandsError(QStringLiteral("Commands not found!"))};
-    QTest::newRow("payload not a list: no message")
-            << document << answer("{" + success + R"(, "commands": "AddText"})") << QVariantList()
-            << QStringList();
-    QTest::newRow("empty category name still sent")
-            << QString() << answer("{" + success + R"(, "commands": []})") << QVariantList()
-            << QStringList();
-    QTest::newRow("category name sent untrimmed, unchecked")
-            << QStringLiteral(" no such category ")
-            << answer("{" + success + R"(, "commands": []})") << QVariantList() << QStringList();
-    for (const FailedTest &row : failedTests())
-        QTest::newRow(row.name) << document << row.script << QVariantList()
-                                << QStringList{processingFailed};
-}
-
-void TestCommandHandler::getCommands()
-{
-    QFETCH(QString, category);
-    QFETCH(QByteArray, script);
-    QFETCH(QVariantList, expected);
-    QFETCH(QStringList, expectedMessages);
-
-    QVERIFY2(m_peer.startScripted(script), qPrintable(m_peer.errorString()));
-    QCOMPARE(m_handler->getCommands(category), expected);
-    QCOMPARE(MessageLog::messages(), expectedMessages);
-
-    QCOMPARE(m_peer.requests(), QStringList{Requests::recordedCommands(category)});
-}
-
-void TestCommandHandler::executeCommand_data()
-{
-    QTest::addColumn<int>("commandId");
-    QTest::addColumn<QVariantList>("args");
-    QTest::addColumn<QByteArray>("script");
-    QTest::addColumn<QVariantMap>("expected");
-    QTest::addColumn<QStringList>("expectedMessages");
-    QTest::addColumn<QStringList>("expectedRequests");
-
-    const QByteArray details
-            = answer("{" + success + R"(, "details": {"state": "ready", "n": 2}})");
-    const QVariantMap detailsMap{{QStringLiteral("state"), QStringLiteral("ready")},
-                                 {QStringLiteral("n"), 2}};
-    auto handled = [](int commandId, const QByteArray &args) {
-        return request(R"({"args": )" + args + R"(, "commandId": {"s": "HandleCommand"},
-                          "senderId": {"s": "CommandHandler"}, "subCommandId": {"i": )"
-                       + QByteArray::number(commandId) + "}}");
-    };
-
-    QTest::newRow("known to the first enum")
-            << 101 << QVariantList() << details << detailsMap << QStringList()
-            << QStringList{handled(101, R"({"av": []})")};
-    QTest::newRow("known only to the last enum")
-            << 601 << QVariantList() << details << detailsMap << QStringList()
-            << QStringList{handled(601, R"({"av": []})")};
-    QTest::newRow("words sent as strings, empty ones kept")
-            << 603
-            << QVariantList{QStringLiteral("1"), QStringLiteral(""), QStringLiteral("two words")}
-            << details << detailsMap << QStringList()
-            << QStringList{handled(603, R"({"av": [{"s": "1"}, {"s": ""}, {"s": "two words"}]})")};
-    QTest::newRow("argument types passed on unchanged")
-            << 302 << QVariantList{QStringLiteral("x"), 42, true} << details << detailsMap
-            << QStringList()
-            << QStringList{handled(302, R"({"av": [{"s": "x"}, {"i": 42}, {"b": true}]})")};
-    QTest::newRow("unknown number: no request")
-            << 99 << QVariantList{QStringLiteral("a")} << details << QVariantMap()
-            << QStringList{notFound(99)} << QStringList();
-    QTest::newRow("zero is unknown") << 0 << QVariantList() << details << QVariantMap()
-                                     << QStringList{notFound(0)} << QStringList();
-    QTest::newRow("negative number unknown, with its sign")
-            << -601 << QVariantList() << details << QVariantMap() << QStringList{notFound(-601)}
-            << QStringList();
-    QTest::newRow("category number is no command")
-            << 6 << QVariantList() << details << QVariantMap() << QStringList{notFound(6)}
-            << QStringList();
-    QTest::newRow("without details the whole response")
-            << 604 << QVariantList() << answer("{" + success + R"(, "state": "idle"})")
-            << QVariantMap{{ls::resultIdKey, ls::ResultId::Success},
-                           {ls::errorIdKey, QStringLiteral("NoError")},
-                           {QStringLiteral("state"), QStringLiteral("idle")}}
-            << QStringList() << QStringList{handled(604, R"({"av": []})")};
-    QTest::newRow("details not a map: empty, no message")
-            << 604 << QVariantList() << answer("{" + success + R"(, "details": "ready"})")
-            << QVariantMap() << QStringList() << QStringList{handled(604, R"({"av": []})")};
-    QTest::newRow("empty details map")
-            << 604 << QVariantList() << answer("{" + success + R"(, "details": {}})")
-            << QVariantMap() << QStringList() << QStringList{handled(604, R"({"av": []})")};
-    for (const FailedTest &row : failedTests())
-        QTest::newRow(row.name) << 601 << QVariantList() << row.script << QVariantMap()
-                                << QStringList{executeFailure()}
-                                << QStringList{handled(601, R"({"av": []})")};
-}
-
-void TestCommandHandler::executeCommand()
-{
-    QFETCH(int, commandId);
-    QFETCH(QVariantList, args);
-    QFETCH(QByteArray, script);
-    QFETCH(QVariantMap, expected);
-    QFETCH(QStringList, expectedMessages);
-    QFETCH(QStringList, expectedRequests);
-
-    QVERIFY2(m_peer.startScripted(script), qPrintable(m_peer.errorString()));
-    QCOMPARE(m_handler->executeCommand(commandId, args), expected);
-    QCOMPARE(MessageLog::messages(), expectedMessages);
-    QCOMPARE(m_peer.requests(), expectedRequests);
 }
 
 QTEST_GUILESS_MAIN(TestCommandHandler)

@@ -1,4 +1,5 @@
 #include "CommandParser.h"
+#include "datatable.h"
 #include "parsermessages.h"
 #include "requests.h"
 #include "scriptedpeertestcase.h"
@@ -54,11 +55,42 @@ public:
 
 private Q_SLOTS:
     void listCategories_data();
-    void listCategories();
+    void listCategories()
+    {
+        QFETCH(QByteArray, script);
+        QFETCH(QStringList, expectedMessages);
+        QVERIFY2(m_peer.startScripted(script), qPrintable(m_peer.errorString()));
+        m_parser->listCategories();
+        QCOMPARE(MessageLog::messages(), expectedMessages);
+        QCOMPARE(m_peer.requests(), QStringList{Requests::recordedCategories()});
+    }
+
     void listCommands_data();
-    void listCommands();
+    void listCommands()
+    {
+        QFETCH(int, category);
+        QFETCH(QByteArray, script);
+        QFETCH(QStringList, expectedMessages);
+        QFETCH(QStringList, expectedRequests);
+        QVERIFY2(m_peer.startScripted(script), qPrintable(m_peer.errorString()));
+        m_parser->listCommands(category);
+        QCOMPARE(MessageLog::messages(), expectedMessages);
+        QCOMPARE(m_peer.requests(), expectedRequests);
+    }
+
     void executeCommand_data();
-    void executeCommand();
+    void executeCommand()
+    {
+        QFETCH(int, commandId);
+        QFETCH(QVariantList, args);
+        QFETCH(QByteArray, script);
+        QFETCH(QStringList, expectedMessages);
+        QFETCH(QStringList, expectedRequests);
+        QVERIFY2(m_peer.startScripted(script), qPrintable(m_peer.errorString()));
+        m_parser->executeCommand(commandId, args);
+        QCOMPARE(MessageLog::messages(), expectedMessages);
+        QCOMPARE(m_peer.requests(), expectedRequests);
+    }
 
 private:
     void createObjects() override;
@@ -75,8 +107,7 @@ void TestCommandParser::createObjects()
 
 void TestCommandParser::listCategories_data()
 {
-    QTest::addColumn<QByteArray>("script");
-    QTest::addColumn<QStringList>("expectedMessages");
+    addColumns<QByteArray, QStringList>("script", "expectedMessages");
 
     const QByteArray described = R"([
             {"id": "ConfigurationCommandId", "description": "Configuration"},
@@ -102,7 +133,6 @@ void TestCommandParser::listCategories_data()
     QTest::newRow("empty catalogue: every category still listed")
             << answer("{" + success + R"(, "commandCategories": []})")
             << listingWithoutEntries(ls::CommandCategories::meta);
-
     QStringList replaced = describedLines;
     replaced[0] = line(QStringLiteral("1 \t Newer "));
     QTest::newRow("later duplicate id replaces the earlier")
@@ -118,23 +148,10 @@ void TestCommandParser::listCategories_data()
             << describedLines;
 }
 
-void TestCommandParser::listCategories()
-{
-    QFETCH(QByteArray, script);
-    QFETCH(QStringList, expectedMessages);
-
-    QVERIFY2(m_peer.startScripted(script), qPrintable(m_peer.errorString()));
-    m_parser->listCategories();
-    QCOMPARE(MessageLog::messages(), expectedMessages);
-    QCOMPARE(m_peer.requests(), QStringList{Requests::recordedCategories()});
-}
-
 void TestCommandParser::listCommands_data()
 {
-    QTest::addColumn<int>("category");
-    QTest::addColumn<QByteArray>("script");
-    QTest::addColumn<QStringList>("expectedMessages");
-    QTest::addColumn<QStringList>("expectedRequests");
+    addColumns<int, QByteArray, QStringList, QStringList>("category", "script", "expectedMessages",
+                                                          "expectedRequests");
 
     const QByteArray emptyCatalogue = answer("{" + success + R"(, "commands": []})");
     auto unknown = [](int category) {
@@ -149,7 +166,6 @@ void TestCommandParser::listCommands_data()
     QTest::newRow("category 0 is unknown") << 0 << emptyCatalogue << unknown(0) << QStringList();
     QTest::newRow("negative category") << -1 << emptyCatalogue << unknown(-1) << QStringList();
     QTest::newRow("smallest int") << INT_MIN << emptyCatalogue << unknown(INT_MIN) << QStringList();
-
     QTest::newRow("IPC commands described")
             << 6 << answer("{" + success + R"(, "commands": [
                     {"id": "Echo", "description": "Echo the words", "argumentCount": 2,
@@ -190,26 +206,10 @@ void TestCommandParser::listCommands_data()
     }
 }
 
-void TestCommandParser::listCommands()
-{
-    QFETCH(int, category);
-    QFETCH(QByteArray, script);
-    QFETCH(QStringList, expectedMessages);
-    QFETCH(QStringList, expectedRequests);
-
-    QVERIFY2(m_peer.startScripted(script), qPrintable(m_peer.errorString()));
-    m_parser->listCommands(category);
-    QCOMPARE(MessageLog::messages(), expectedMessages);
-    QCOMPARE(m_peer.requests(), expectedRequests);
-}
-
 void TestCommandParser::executeCommand_data()
 {
-    QTest::addColumn<int>("commandId");
-    QTest::addColumn<QVariantList>("args");
-    QTest::addColumn<QByteArray>("script");
-    QTest::addColumn<QStringList>("expectedMessages");
-    QTest::addColumn<QStringList>("expectedRequests");
+    addColumns<int, QVariantList, QByteArray, QStringList, QStringList>(
+            "commandId", "args", "script", "expectedMessages", "expectedRequests");
 
     auto details = [](const QByteArray &map) {
         return answer("{" + success + R"(, "details": )" + map + "}");
@@ -273,20 +273,6 @@ void TestCommandParser::executeCommand_data()
                                                 "int, const QList<QVariant>&) const"),
                                  QStringLiteral("\nCommand 99 not found!"))}
             << QStringList();
-}
-
-void TestCommandParser::executeCommand()
-{
-    QFETCH(int, commandId);
-    QFETCH(QVariantList, args);
-    QFETCH(QByteArray, script);
-    QFETCH(QStringList, expectedMessages);
-    QFETCH(QStringList, expectedRequests);
-
-    QVERIFY2(m_peer.startScripted(script), qPrintable(m_peer.errorString()));
-    m_parser->executeCommand(commandId, args);
-    QCOMPARE(MessageLog::messages(), expectedMessages);
-    QCOMPARE(m_peer.requests(), expectedRequests);
 }
 
 QTEST_GUILESS_MAIN(TestCommandParser)

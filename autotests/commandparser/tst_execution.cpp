@@ -1,4 +1,5 @@
 #include "catalogue.h"
+#include "datatable.h"
 #include "testbus.h"
 #include "toolrunner.h"
 
@@ -6,25 +7,30 @@
 
 // command-parser -e: the execution request on the bus, the success test of its answer and the
 // result fields it writes.
-class TestExecution : public QObject
+class TestExecution : public ToolBusTestCase
 {
     Q_OBJECT
 
 private Q_SLOTS:
-    void initTestCase();
-    void cleanupTestCase();
-
     void successTest_data();
-    void successTest();
-    void commandNumbers_data();
-    void commandNumbers();
-    void resultFields_data();
-    void resultFields();
-    void peerGone_data();
-    void peerGone();
+    void successTest() { verifyScriptedRow(m_bus); }
 
-private:
-    TestBus m_bus;
+    void commandNumbers_data();
+    void commandNumbers() { verifyScriptedRow(m_bus); }
+
+    void resultFields_data();
+    void resultFields() { verifyScriptedRow(m_bus); }
+
+    void peerGone_data()
+    {
+        addColumns<bool, QStringList>("peerStarted", "requests");
+
+        QTest::newRow("peer leaves the bus without answering")
+                << true << QStringList{Requests::recordedCommand(601, {})};
+        QTest::newRow("no peer on the bus") << false << QStringList();
+    }
+
+    void peerGone();
 };
 
 namespace {
@@ -40,16 +46,6 @@ LogMessage processingFailed()
 
 const QStringList ping = {QStringLiteral("-e"), QStringLiteral("601")};
 } // namespace
-
-void TestExecution::initTestCase()
-{
-    startToolTestBus(m_bus);
-}
-
-void TestExecution::cleanupTestCase()
-{
-    m_bus.stop();
-}
 
 void TestExecution::successTest_data()
 {
@@ -121,11 +117,6 @@ void TestExecution::successTest_data()
             << ping << Scripts::answering(execute, R"({"$reply": ""})") << failed << sent;
 }
 
-void TestExecution::successTest()
-{
-    verifyScriptedRow(m_bus);
-}
-
 void TestExecution::commandNumbers_data()
 {
     addScriptedRowColumns();
@@ -160,11 +151,6 @@ void TestExecution::commandNumbers_data()
             << QStringList{QStringLiteral("-e"), QStringLiteral("999"), QStringLiteral("-a"),
                            QStringLiteral("a b")}
             << ready << LogMessages{unknownCommand(999)} << QStringList();
-}
-
-void TestExecution::commandNumbers()
-{
-    verifyScriptedRow(m_bus);
 }
 
 void TestExecution::resultFields_data()
@@ -258,26 +244,10 @@ void TestExecution::resultFields_data()
             << LogMessages{line("k", "åäö ⠃⠗")} << sent;
 }
 
-void TestExecution::resultFields()
-{
-    verifyScriptedRow(m_bus);
-}
-
-void TestExecution::peerGone_data()
-{
-    QTest::addColumn<bool>("peerStarted");
-    QTest::addColumn<QStringList>("requests");
-
-    QTest::newRow("peer leaves the bus without answering")
-            << true << QStringList{Requests::recordedCommand(601, {})};
-    QTest::newRow("no peer on the bus") << false << QStringList();
-}
-
 void TestExecution::peerGone()
 {
     QFETCH(bool, peerStarted);
     QFETCH(QStringList, requests);
-
     // A peer that exits answers one run only, so each run gets its own.
     for (MessagePattern pattern : {MessagePattern::Default, MessagePattern::Context}) {
         ToolRunner runner(m_bus);

@@ -1,4 +1,5 @@
 #include "catalogue.h"
+#include "datatable.h"
 #include "testbus.h"
 #include "toolrunner.h"
 
@@ -9,23 +10,19 @@
 
 // command-parser -l and -c: the catalogue queries on the bus and the listings, with the
 // descriptions and argument signatures of their lines.
-class TestListing : public QObject
+class TestListing : public ToolBusTestCase
 {
     Q_OBJECT
 
 private Q_SLOTS:
-    void initTestCase();
-    void cleanupTestCase();
-
     void categories_data();
-    void categories();
+    void categories() { verifyScriptedRow(m_bus); }
+
     void commands_data();
-    void commands();
+    void commands() { verifyScriptedRow(m_bus); }
+
     void signatures_data();
     void signatures();
-
-private:
-    TestBus m_bus;
 };
 
 namespace {
@@ -93,16 +90,6 @@ const QString categoriesFunction = QStringLiteral("CommandHandler::getCommandCat
 const QString commandsFunction = QStringLiteral("CommandHandler::getCommands");
 } // namespace
 
-void TestListing::initTestCase()
-{
-    startToolTestBus(m_bus);
-}
-
-void TestListing::cleanupTestCase()
-{
-    m_bus.stop();
-}
-
 void TestListing::categories_data()
 {
     addScriptedRowColumns();
@@ -111,7 +98,6 @@ void TestListing::categories_data()
     const QList<Enumerator> categories = categoryEnumerators();
     const LogMessages noneListed = unlistedEntries(categories);
     const QByteArray ipcEntry = entry(QStringLiteral("IpcCommandId"));
-
     QTest::newRow("every category, in the enum's order not the answer's")
             << l << Scripts::answeringCatalogue(categoriesQuery, everyEntryReversed(categories))
             << everyEntryListed(categories) << sent;
@@ -196,16 +182,10 @@ void TestListing::categories_data()
             << noneListed << sent;
 }
 
-void TestListing::categories()
-{
-    verifyScriptedRow(m_bus);
-}
-
 void TestListing::commands_data()
 {
     addScriptedRowColumns();
     const QString c = QStringLiteral("-c");
-
     for (int category = 1; category <= 6; ++category) {
         const QList<Enumerator> commands = commandEnumerators(category);
         const QString name = categoryName(category);
@@ -232,7 +212,6 @@ void TestListing::commands_data()
     const QList<Enumerator> ipcCommands = commandEnumerators(6);
     const LogMessages noneListed = unlistedEntries(ipcCommands);
     const QByteArray echoEntry = entry(QStringLiteral("Echo"));
-
     QTest::newRow("failed query: processing error naming the category query")
             << ipc
             << Scripts::answering(commandsQuery, R"({"resultId": "Failure", "errorId": "Busy"})")
@@ -284,15 +263,9 @@ void TestListing::commands_data()
             << noneListed << sent;
 }
 
-void TestListing::commands()
-{
-    verifyScriptedRow(m_bus);
-}
-
 void TestListing::signatures_data()
 {
-    QTest::addColumn<QByteArray>("echo");
-    QTest::addColumn<LogMessages>("echoMessages");
+    addColumns<QByteArray, LogMessages>("echo", "echoMessages");
 
     auto echo = [](const char *description, const char *signature = "") {
         return LogMessages{
@@ -427,7 +400,6 @@ void TestListing::signatures()
 {
     QFETCH(QByteArray, echo);
     QFETCH(LogMessages, echoMessages);
-
     // Echo's neighbours stay plain, so that each row changes one line only.
     const QByteArray script = Scripts::answeringCatalogue(
             commandsQuery,
