@@ -189,11 +189,6 @@ void SimulatorTestCase::initTestCase()
     qDBusRegisterMetaType<QMap<uchar, QDBusVariant>>();
 }
 
-void SimulatorTestCase::cleanupTestCase()
-{
-    m_bus.stop();
-}
-
 void SimulatorTestCase::init()
 {
     m_dir = std::make_unique<QTemporaryDir>();

@@ -100,7 +100,7 @@ protected:
 
 private Q_SLOTS:
     void initTestCase();
-    void cleanupTestCase();
+    void cleanupTestCase() { m_bus.stop(); }
     void init();
     void cleanup();
 

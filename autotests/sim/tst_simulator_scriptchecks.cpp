@@ -1,3 +1,4 @@
+#include "datatable.h"
 #include "requests.h"
 #include "simulatortest.h"
 
@@ -32,14 +33,35 @@ class TestSimulatorScriptChecks : public SimulatorTestCase
 private Q_SLOTS:
     void badScripts_data();
     void deepReplies_data();
-    void deepReplies();
-    void badScripts();
+    void deepReplies()
+    {
+        QFETCH(QByteArray, script);
+        QVERIFY(startScript(script));
+        // A reply the bus refused would end in a failure map, without "deep".
+        const QVariantMap response = process(request(ls::CommandHandlerCmdId::GetCommands));
+        QCOMPARE(response.keys(), QStringList{QStringLiteral("deep")});
+        // And the simulator is still there for the next request.
+        QCOMPARE(process(request(ls::CommandHandlerCmdId::GetCommands)), exhausted());
+    }
+
+    void badScripts()
+    {
+        QFETCH(QByteArray, script);
+        QFETCH(QString, message);
+        const QString path = writeFile(QStringLiteral("script.json"), script);
+        QProcess simulator;
+        simulator.setProcessEnvironment(m_bus.environment());
+        simulator.start(simulatorPath(), {QStringLiteral("--script"), path});
+        QCOMPARE(endOf(simulator), QStringLiteral("exit status 1"));
+        QCOMPARE(QString::fromUtf8(simulator.readAllStandardError()),
+                 QStringLiteral("command-handler-sim: %1: %2\n").arg(path, message));
+        QCOMPARE(simulator.readAllStandardOutput(), QByteArray());
+    }
 };
 
 void TestSimulatorScriptChecks::badScripts_data()
 {
-    QTest::addColumn<QByteArray>("script");
-    QTest::addColumn<QString>("message");
+    addColumns<QByteArray, QString>("script", "message");
 
     QTest::newRow("not JSON") << QByteArray("{\"responses\": [")
                               << QStringLiteral("not JSON: unterminated array at offset 15");
@@ -172,7 +194,6 @@ void TestSimulatorScriptChecks::badScripts_data()
     QTest::newRow("empty reply with a value")
             << QByteArray(R"({"responses": [{"$reply": "", "value": 1}]})")
             << QStringLiteral("responses[0]: a reply of signature \"\" takes no value");
-
     // Levels as docs/wire-contract.md counts them: under the reply's a{sv} a value is at level 3,
     // each map adds 3, each list 2; the bus takes 64 at most.
     const QString tooDeep = QStringLiteral(": nested deeper than 64 levels");
@@ -228,31 +249,6 @@ void TestSimulatorScriptChecks::deepReplies_data()
             << deepResponse('m' + lists29, R"({"$typed": "ay", "value": [1, 2]})");
     QTest::newRow("ints at level 64")
             << deepResponse('m' + lists29, R"({"$typed": "ai", "value": [1, 2]})");
-}
-
-void TestSimulatorScriptChecks::deepReplies()
-{
-    QFETCH(QByteArray, script);
-    QVERIFY(startScript(script));
-    // A reply the bus refused would end in a failure map, without "deep".
-    const QVariantMap response = process(request(ls::CommandHandlerCmdId::GetCommands));
-    QCOMPARE(response.keys(), QStringList{QStringLiteral("deep")});
-    // And the simulator is still there for the next request.
-    QCOMPARE(process(request(ls::CommandHandlerCmdId::GetCommands)), exhausted());
-}
-
-void TestSimulatorScriptChecks::badScripts()
-{
-    QFETCH(QByteArray, script);
-    QFETCH(QString, message);
-    const QString path = writeFile(QStringLiteral("script.json"), script);
-    QProcess simulator;
-    simulator.setProcessEnvironment(m_bus.environment());
-    simulator.start(simulatorPath(), {QStringLiteral("--script"), path});
-    QCOMPARE(endOf(simulator), QStringLiteral("exit status 1"));
-    QCOMPARE(QString::fromUtf8(simulator.readAllStandardError()),
-             QStringLiteral("command-handler-sim: %1: %2\n").arg(path, message));
-    QCOMPARE(simulator.readAllStandardOutput(), QByteArray());
 }
 
 QTEST_GUILESS_MAIN(TestSimulatorScriptChecks)

@@ -282,81 +282,83 @@ class TestStressRandomTrees : public StressTestCase
     Q_OBJECT
 
 private Q_SLOTS:
-    void randomTrees();
-};
+    void randomTrees()
+    {
+        // SIM_RANDOM_REQUESTS=100000 for the long run; SIM_RANDOM_SEED for another set of requests.
+        const qint64 requests = fromEnvironment("SIM_RANDOM_REQUESTS", 40000);
+        const quint64 seed = quint64(fromEnvironment("SIM_RANDOM_SEED", 20240613));
+        qInfo("%lld random requests from seed %llu", requests, seed);
 
-void TestStressRandomTrees::randomTrees()
-{
-    // SIM_RANDOM_REQUESTS=100000 for the long run; SIM_RANDOM_SEED for another set of requests.
-    const qint64 requests = fromEnvironment("SIM_RANDOM_REQUESTS", 40000);
-    const quint64 seed = quint64(fromEnvironment("SIM_RANDOM_SEED", 20240613));
-    qInfo("%lld random requests from seed %llu", requests, seed);
+        QVERIFY(m_simulator->start({QStringLiteral("--step"), QStringLiteral("--state-file"),
+                                    m_dir->filePath(QStringLiteral("state.json")),
+                                    QStringLiteral("--record"),
+                                    m_dir->filePath(QStringLiteral("record.jsonl"))}));
+        RawClient client(m_bus.address());
+        QVERIFY(client.connect());
+        QVERIFY(isPong(client.command(ls::IpcCommandId::Ping)));
+        const int before = m_simulator->descriptorCount();
 
-    QVERIFY(m_simulator->start({QStringLiteral("--step"), QStringLiteral("--state-file"),
-                                m_dir->filePath(QStringLiteral("state.json")),
-                                QStringLiteral("--record"),
-                                m_dir->filePath(QStringLiteral("record.jsonl"))}));
-    RawClient client(m_bus.address());
-    QVERIFY(client.connect());
-    QVERIFY(isPong(client.command(ls::IpcCommandId::Ping)));
-    const int before = m_simulator->descriptorCount();
-
-    RandomRequests random(seed);
-    QMap<QString, int> kinds;
-    QStringList problems;
-    QElapsedTimer timer;
-    timer.start();
-    for (qint64 i = 0; i < requests; ++i) {
-        int deepest = 0;
-        const Value request = random.next(&deepest);
-        const Outcome outcome = client.process(request);
-        QString kind;
-        switch (outcome.kind) {
-        case Outcome::Kind::Reply:
-            kind = QStringLiteral("reply %1/%2").arg(outcome.resultId, outcome.errorId);
-            if (!outcome.wellFormed)
-                problems.append(QStringLiteral("request %1: %2").arg(i).arg(outcome.describe()));
-            break;
-        case Outcome::Kind::Error:
-            kind = QStringLiteral("error %1: %2").arg(outcome.errorName, outcome.errorMessage);
-            // The simulator answered nothing in time, or was gone.
-            if (outcome.errorName.contains(QLatin1String("NoReply"))
-                || outcome.errorName.contains(QLatin1String("ServiceUnknown"))
-                || outcome.errorName.contains(QLatin1String("Timeout")))
-                problems.append(QStringLiteral("request %1: %2").arg(i).arg(outcome.describe()));
-            break;
-        case Outcome::Kind::Lost:
-            kind = QStringLiteral("dropped by the bus, nested deeper than %1").arg(busNestingLimit);
-            if (deepest <= busNestingLimit) {
-                problems.append(QStringLiteral("request %1 at level %2 dropped: %3")
-                                        .arg(i)
-                                        .arg(deepest)
-                                        .arg(outcome.describe()));
+        RandomRequests random(seed);
+        QMap<QString, int> kinds;
+        QStringList problems;
+        QElapsedTimer timer;
+        timer.start();
+        for (qint64 i = 0; i < requests; ++i) {
+            int deepest = 0;
+            const Value request = random.next(&deepest);
+            const Outcome outcome = client.process(request);
+            QString kind;
+            switch (outcome.kind) {
+            case Outcome::Kind::Reply:
+                kind = QStringLiteral("reply %1/%2").arg(outcome.resultId, outcome.errorId);
+                if (!outcome.wellFormed)
+                    problems.append(
+                            QStringLiteral("request %1: %2").arg(i).arg(outcome.describe()));
+                break;
+            case Outcome::Kind::Error:
+                kind = QStringLiteral("error %1: %2").arg(outcome.errorName, outcome.errorMessage);
+                // The simulator answered nothing in time, or was gone.
+                if (outcome.errorName.contains(QLatin1String("NoReply"))
+                    || outcome.errorName.contains(QLatin1String("ServiceUnknown"))
+                    || outcome.errorName.contains(QLatin1String("Timeout")))
+                    problems.append(
+                            QStringLiteral("request %1: %2").arg(i).arg(outcome.describe()));
+                break;
+            case Outcome::Kind::Lost:
+                kind = QStringLiteral("dropped by the bus, nested deeper than %1")
+                               .arg(busNestingLimit);
+                if (deepest <= busNestingLimit) {
+                    problems.append(QStringLiteral("request %1 at level %2 dropped: %3")
+                                            .arg(i)
+                                            .arg(deepest)
+                                            .arg(outcome.describe()));
+                }
+                if (!client.connect())
+                    problems.append(QStringLiteral("no new connection after request %1").arg(i));
+                break;
             }
-            if (!client.connect())
-                problems.append(QStringLiteral("no new connection after request %1").arg(i));
-            break;
+            if (deepest > busNestingLimit && outcome.kind != Outcome::Kind::Lost)
+                kind += QStringLiteral(", nested deeper than %1 yet let through")
+                                .arg(busNestingLimit);
+            ++kinds[kind];
+            if (problems.size() > 20)
+                break;
         }
-        if (deepest > busNestingLimit && outcome.kind != Outcome::Kind::Lost)
-            kind += QStringLiteral(", nested deeper than %1 yet let through").arg(busNestingLimit);
-        ++kinds[kind];
-        if (problems.size() > 20)
-            break;
-    }
-    qInfo("%lld requests in %.1f s", requests, timer.elapsed() / 1000.0);
-    for (auto it = kinds.cbegin(); it != kinds.cend(); ++it)
-        qInfo("%7d  %s", it.value(), qPrintable(it.key()));
-    QVERIFY2(problems.isEmpty(), qPrintable(problems.join(QLatin1Char('\n'))));
+        qInfo("%lld requests in %.1f s", requests, timer.elapsed() / 1000.0);
+        for (auto it = kinds.cbegin(); it != kinds.cend(); ++it)
+            qInfo("%7d  %s", it.value(), qPrintable(it.key()));
+        QVERIFY2(problems.isEmpty(), qPrintable(problems.join(QLatin1Char('\n'))));
 
-    QVERIFY(m_simulator->isRunning());
-    QVERIFY(isPong(client.command(ls::IpcCommandId::Ping)));
-    QVERIFY2(m_simulator->descriptorCount() <= before,
-             qPrintable(QStringLiteral("%1 descriptors open, %2 before")
-                                .arg(m_simulator->descriptorCount())
-                                .arg(before)));
-    QVERIFY(m_simulator->stop());
-    QCOMPARE(QString::fromUtf8(m_simulator->standardError()), QString());
-}
+        QVERIFY(m_simulator->isRunning());
+        QVERIFY(isPong(client.command(ls::IpcCommandId::Ping)));
+        QVERIFY2(m_simulator->descriptorCount() <= before,
+                 qPrintable(QStringLiteral("%1 descriptors open, %2 before")
+                                    .arg(m_simulator->descriptorCount())
+                                    .arg(before)));
+        QVERIFY(m_simulator->stop());
+        QCOMPARE(QString::fromUtf8(m_simulator->standardError()), QString());
+    }
+};
 
 QTEST_GUILESS_MAIN(TestStressRandomTrees)
 
