@@ -16,18 +16,15 @@ parser=${3:?$usage}
 sim=${4:?$usage}
 config=${5:?$usage}
 
-# shellcheck source=scripts/privatebus.sh
-. "$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd)/scripts/privatebus.sh"
+# shellcheck source=autotests/scripttest.sh
+. "$(dirname "${BASH_SOURCE[0]}")/../scripttest.sh"
 work=$(mktemp -d "${TMPDIR:-/tmp}/completion.XXXXXX")
 mkdir "$work/device" "$work/absent" "$work/silent" "$work/stopped"
 sim_pid=
 stopped_bus=
 cleanup() {
     [ -z "$stopped_bus" ] || kill -CONT "$stopped_bus" 2> /dev/null || true
-    if [ -n "$sim_pid" ]; then
-        kill -TERM "$sim_pid" 2> /dev/null || true
-        wait "$sim_pid" 2> /dev/null || true
-    fi
+    stop_simulator
     privatebus_stop
     rm -rf "$work"
 }
@@ -35,12 +32,6 @@ trap cleanup EXIT
 
 unset QT_LOGGING_RULES QT_LOGGING_CONF QT_MESSAGE_PATTERN DBUS_SESSION_BUS_ADDRESS
 export LC_ALL=C
-
-failed=0
-fail() {
-    echo "FAIL: $*"
-    failed=1
-}
 
 # shellcheck source=data/completion/command-parser.bash
 . "$bash_completion"

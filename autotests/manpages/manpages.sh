@@ -13,18 +13,9 @@ man_dir=${1:?usage: manpages.sh MAN_DIR COMMAND_PARSER BUS_CONFIG}
 parser=${2:?usage: manpages.sh MAN_DIR COMMAND_PARSER BUS_CONFIG}
 config=${3:?usage: manpages.sh MAN_DIR COMMAND_PARSER BUS_CONFIG}
 
-for tool in groff lexgrog; do
-    if ! command -v "$tool" > /dev/null; then
-        echo "SKIP: $tool is not installed (scripts/install-deps.sh installs it)"
-        exit 77
-    fi
-done
-
-failed=0
-fail() {
-    echo "FAIL: $*"
-    failed=1
-}
+# shellcheck source=autotests/scripttest.sh
+. "$(dirname "${BASH_SOURCE[0]}")/../scripttest.sh"
+require_tools " (scripts/install-deps.sh installs it)" groff lexgrog
 
 for page in command-parser.1 command-handler-sim.8; do
     file=$man_dir/$page
@@ -43,8 +34,6 @@ for page in command-parser.1 command-handler-sim.8; do
 done
 
 # The examples of listings, against the simulated device.
-# shellcheck source=scripts/privatebus.sh
-. "$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd)/scripts/privatebus.sh"
 work=$(mktemp -d "${TMPDIR:-/tmp}/manpages.XXXXXX")
 cleanup() {
     privatebus_stop

@@ -27,18 +27,9 @@ if [ "$(id -u)" -ne 0 ]; then
     echo "SKIP: the bus policy test runs programs as other users, which needs root"
     exit 77
 fi
-for tool in setpriv dbus-daemon gdbus getent groupadd; do
-    if ! command -v "$tool" > /dev/null; then
-        echo "SKIP: $tool is not installed"
-        exit 77
-    fi
-done
-
-failed=0
-fail() {
-    echo "FAIL: $*"
-    failed=1
-}
+# shellcheck source=autotests/scripttest.sh
+. "$(dirname "${BASH_SOURCE[0]}")/../scripttest.sh"
+require_tools "" setpriv dbus-daemon gdbus getent groupadd
 
 if ! getent group commandhandler > /dev/null; then
     groupadd --system commandhandler
@@ -53,14 +44,9 @@ fi
 
 work=$(mktemp -d "${TMPDIR:-/tmp}/policy.XXXXXX")
 chmod 755 "$work"
-# shellcheck source=scripts/privatebus.sh
-. "$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd)/scripts/privatebus.sh"
 sim_pid=
 cleanup() {
-    if [ -n "$sim_pid" ]; then
-        kill -TERM "$sim_pid" 2> /dev/null || true
-        wait "$sim_pid" 2> /dev/null || true
-    fi
+    stop_simulator
     privatebus_stop
     rm -rf "$work"
 }

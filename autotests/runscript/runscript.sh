@@ -18,8 +18,8 @@ sim=${3:?$usage}
 config=${4:?$usage}
 
 work=$(mktemp -d "${TMPDIR:-/tmp}/runscript.XXXXXX")
-# shellcheck source=scripts/privatebus.sh
-. "$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd)/scripts/privatebus.sh"
+# shellcheck source=autotests/scripttest.sh
+. "$(dirname "${BASH_SOURCE[0]}")/../scripttest.sh"
 # The processes whose command lines name TEXT: "pid command line", one a line.
 processes_naming() {
     local cmdline pid line
@@ -39,12 +39,6 @@ cleanup() {
     rm -rf "$work"
 }
 trap cleanup EXIT
-
-failed=0
-fail() {
-    echo "FAIL: $*"
-    failed=1
-}
 
 unset QT_LOGGING_RULES QT_LOGGING_CONF QT_MESSAGE_PATTERN DBUS_SESSION_BUS_ADDRESS
 export LC_ALL=C
