@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 Tarnvik AB
+// SPDX-License-Identifier: MIT
+
 #ifndef DATATABLE_H
 #define DATATABLE_H
 
@@ -6,7 +9,7 @@
 
 #include <QTest>
 
-template <typename... Types, typename... Names>
+template<typename... Types, typename... Names>
 void addColumns(const Names &...names)
 {
     static_assert(sizeof...(Types) == sizeof...(Names), "one name for each column's type");

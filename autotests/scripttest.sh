@@ -1,3 +1,5 @@
+# SPDX-FileCopyrightText: 2026 Tarnvik AB
+# SPDX-License-Identifier: MIT
 # shellcheck shell=bash disable=SC2034 # failed is read by the tests that source this
 # What the shell tests share: the private bus, fail(), require_tools() and stop_simulator().
 # Sourced by each test after its `set -euo pipefail`.

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 Tarnvik AB
+// SPDX-License-Identifier: MIT
+
 // What the programs built on sd-bus alone do alike: connect to a bus as a client, and serve it
 // until it goes away. Header only, so that any such program compiles it without a library.
 #pragma once

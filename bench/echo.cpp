@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 Tarnvik AB
+// SPDX-License-Identifier: MIT
+
 // A bare sd-bus service that answers Process with the request it was given: the rate a peer on
 // this bus could reach if answering cost nothing, against which the simulator's rate is read.
 //

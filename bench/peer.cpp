@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 Tarnvik AB
+// SPDX-License-Identifier: MIT
+
 // A command handler that answers every Process call at once with a fixed success, so that the
 // measurements are of the client and the bus, not of a device.
 #include <QCoreApplication>

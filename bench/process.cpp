@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 Tarnvik AB
+// SPDX-License-Identifier: MIT
+
 // The least a program can do with libservices: N exchanges (default 1) with the command handler,
 // each the request `command-parser -e 601` sends. Exit status 0 when every one succeeded.
 #include <ls/dbusservice.h>

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 Tarnvik AB
+// SPDX-License-Identifier: MIT
+
 // The same exchange as bench-process, written directly on QtDBus with nothing around it: the
 // floor that libservices and command-parser are compared with.
 #include <QCoreApplication>

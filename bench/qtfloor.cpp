@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 Tarnvik AB
+// SPDX-License-Identifier: MIT
+
 // The least any Qt console tool does: an application object and one log message (which names the
 // Qt library in use, for the report). What the tool costs beyond this is its own work and the
 // exchange with the device.

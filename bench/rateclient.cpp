@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 Tarnvik AB
+// SPDX-License-Identifier: MIT
+
 // One client of the request-rate measurement: its own bus connection, then the request of
 // `command-parser -e 601` again and again, each waiting for its answer, between two instants
 // shared by all clients so that their counts add up to one rate.

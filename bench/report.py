@@ -1,4 +1,6 @@
 #!/usr/bin/env python3
+# SPDX-FileCopyrightText: 2026 Tarnvik AB
+# SPDX-License-Identifier: MIT
 """Turns what bench/run.sh collected in its work folder into the markdown report on stdout.
 
     bench/report.py WORK_DIR

@@ -1,4 +1,6 @@
 #!/usr/bin/env bash
+# SPDX-FileCopyrightText: 2026 Tarnvik AB
+# SPDX-License-Identifier: MIT
 # Measures what one run of command-parser costs next to the programs it is compared with, all
 # against the simulated device on a private bus of this script's own:
 #   bare Qt        bench-qtfloor: an application object and one qDebug,

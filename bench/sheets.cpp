@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 Tarnvik AB
+// SPDX-License-Identifier: MIT
+
 // bench-sheets: what the sheets' pictures and index.html cost per sheet. Runs the simulator's
 // device (the same code as command-handler-sim, without the bus, whose time would only add
 // noise) with --step and --output-dir on a job of full pages, one request per page, once with the

@@ -1,4 +1,6 @@
 #!/usr/bin/env bash
+# SPDX-FileCopyrightText: 2026 Tarnvik AB
+# SPDX-License-Identifier: MIT
 # What the sheets' pictures and index.html cost: builds bench-sheets (Release, into
 # $BENCH_BUILD_DIR, default build-bench/) and runs it, which embosses 1000 sheets of full pages
 # with --step and --output-dir, with the page files only and with the pictures too, and prints the

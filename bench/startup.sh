@@ -1,4 +1,6 @@
 #!/usr/bin/env bash
+# SPDX-FileCopyrightText: 2026 Tarnvik AB
+# SPDX-License-Identifier: MIT
 # Measures what one exchange costs a short-lived program: the wall time of a whole run and the
 # instructions it executes (valgrind's callgrind), for
 #   bench-process N   N calls of ls::DBusService::process (libservices),

@@ -1,3 +1,5 @@
+# SPDX-FileCopyrightText: 2026 Tarnvik AB
+# SPDX-License-Identifier: MIT
 # project_add_test(<name> [SOURCES <file>...] [LINK <target>...] [DEFINITIONS <def>...]
 #                  [DEPENDS <target>...] [FUNCTIONS <function>...] [TIMEOUT <seconds>])
 #

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 Tarnvik AB
+// SPDX-License-Identifier: MIT
+
 #include "childcoverage.h"
 
 // Built without coverage instrumentation: in an instrumented file the compiler renames its own

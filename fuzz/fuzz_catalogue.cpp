@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 Tarnvik AB
+// SPDX-License-Identifier: MIT
+
 // Renders fuzz-built catalogues with CommandParser's display(), getDescription() and
 // getArgumentsList(), reached through the friend the class grants its unit test.
 //

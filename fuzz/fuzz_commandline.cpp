@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 Tarnvik AB
+// SPDX-License-Identifier: MIT
+
 // Runs the tool's main() on an argument vector made of the input: the arguments after the
 // program name, each ending at a NUL byte or at the end of the input. main() may end the process
 // (--help, --version, a parse error), so each input runs in a child process of its own; a child

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 Tarnvik AB
+// SPDX-License-Identifier: MIT
+
 // The input is a program that builds one D-Bus value in an sd-bus message: a type, read as its
 // signature text (any byte stands for some type; a valid signature's ASCII stands for itself),
 // then the bytes the value's parts take. The message is read with readValue() and

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 Tarnvik AB
+// SPDX-License-Identifier: MIT
+
 // The input: a mode byte, then four texts, each a length byte and its bytes: the function name,
 // the text before it in the signature, the text after it, and the tag. An odd mode puts the name
 // between the two halves of the signature, an even one leaves it out.

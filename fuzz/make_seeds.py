@@ -1,4 +1,6 @@
 #!/usr/bin/env python3
+# SPDX-FileCopyrightText: 2026 Tarnvik AB
+# SPDX-License-Identifier: MIT
 """Writes the seed corpora under fuzz/corpus/, in the input formats the fuzz_*.cpp headers
 describe. Run it again after changing a format; the fuzzers never write into these folders."""
 

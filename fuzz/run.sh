@@ -1,4 +1,6 @@
 #!/usr/bin/env bash
+# SPDX-FileCopyrightText: 2026 Tarnvik AB
+# SPDX-License-Identifier: MIT
 # Builds the libFuzzer targets with clang in build-fuzz/ and runs each for SECONDS on a copy of
 # its seed corpus (fuzz/corpus/<target>/ is never written to), then prints per target the
 # executions, executions per second, coverage and crashes. Exits non-zero when a target crashed.

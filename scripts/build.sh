@@ -1,4 +1,6 @@
 #!/usr/bin/env bash
+# SPDX-FileCopyrightText: 2026 Tarnvik AB
+# SPDX-License-Identifier: MIT
 # Installs what is missing, then builds the given targets, or everything when none is given, into
 # build/ (or $BUILD_DIR). A build folder is configured as RelWithDebInfo when it is new; one that
 # is configured already keeps its build type and options.

@@ -1,4 +1,6 @@
 #!/usr/bin/env bash
+# SPDX-FileCopyrightText: 2026 Tarnvik AB
+# SPDX-License-Identifier: MIT
 # Installs the Debian 12 packages the build, the simulator and the tests need, where missing.
 set -euo pipefail
 

@@ -1,3 +1,5 @@
+# SPDX-FileCopyrightText: 2026 Tarnvik AB
+# SPDX-License-Identifier: MIT
 # shellcheck shell=bash
 # A D-Bus daemon of a script's own, standing in for the device's system bus. Sourced, not run:
 #

@@ -1,4 +1,6 @@
 #!/usr/bin/env bash
+# SPDX-FileCopyrightText: 2026 Tarnvik AB
+# SPDX-License-Identifier: MIT
 # Runs command-parser against the simulated device: builds what is missing or out of date of the
 # tool and the simulator (the installation's and the build's progress go to stderr, ahead of the
 # tool's output), starts a private bus on which command-handler-sim is started on demand, runs the

@@ -1,4 +1,6 @@
 #!/usr/bin/env bash
+# SPDX-FileCopyrightText: 2026 Tarnvik AB
+# SPDX-License-Identifier: MIT
 # Installs what is missing, builds, and runs every test.
 #
 #   scripts/test.sh [--sanitizers] [CTEST ARGUMENTS...]

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 Tarnvik AB
+// SPDX-License-Identifier: MIT
+
 // command-handler-sim: reads its options and wires its parts. The bus connection serves the
 // command-handler service, whose requests go to the script (--script) or to the simulated device;
 // docs/architecture.md shows the parts.

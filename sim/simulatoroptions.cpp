@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 Tarnvik AB
+// SPDX-License-Identifier: MIT
+
 #include "simulatoroptions.h"
 
 #include <ls/dbuscontract.h>
@@ -52,8 +55,9 @@ bool readOptions(const QCoreApplication &app, SimulatorOptions *options, QString
             QStringLiteral("Device: advance embossing one page per request instead of with time."));
     const QCommandLineOption outputDirOption(
             QStringLiteral("output-dir"),
-            QStringLiteral("Device: write every embossed page as Unicode braille into <dir>, with a "
-                           "picture of every sheet (SVG) and index.html listing the jobs."),
+            QStringLiteral(
+                    "Device: write every embossed page as Unicode braille into <dir>, with a "
+                    "picture of every sheet (SVG) and index.html listing the jobs."),
             QStringLiteral("dir"));
     const QCommandLineOption stateFileOption(
             QStringLiteral("state-file"),

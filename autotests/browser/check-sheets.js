@@ -1,4 +1,6 @@
 #!/usr/bin/env node
+// SPDX-FileCopyrightText: 2026 Tarnvik AB
+// SPDX-License-Identifier: MIT
 // Looks at an output folder's index.html and sheet pictures in a headless browser.
 //
 //   node check-sheets.js --chromium PATH --index DIR/index.html --refresh yes|no

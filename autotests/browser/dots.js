@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 Tarnvik AB
+// SPDX-License-Identifier: MIT
+
 'use strict';
 
 // Counts the dots in decoded RGBA pixels: 8-connected blobs of dark grey. Dots are grey, from

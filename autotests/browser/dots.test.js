@@ -1,4 +1,6 @@
 #!/usr/bin/env node
+// SPDX-FileCopyrightText: 2026 Tarnvik AB
+// SPDX-License-Identifier: MIT
 // The dot counter on pictures made up here, so that the browser test cannot pass by counting
 // nothing: node dots.test.js exits 1 when a count is wrong.
 'use strict';

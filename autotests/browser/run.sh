@@ -1,4 +1,6 @@
 #!/bin/sh
+# SPDX-FileCopyrightText: 2026 Tarnvik AB
+# SPDX-License-Identifier: MIT
 # The browser test of the sheet pictures and index.html, as CTest runs it:
 #
 #   run.sh FIXTURE_PROGRAM WORK_DIR [SIMULATOR COMMAND_PARSER]

@@ -1,4 +1,6 @@
 #!/usr/bin/env bash
+# SPDX-FileCopyrightText: 2026 Tarnvik AB
+# SPDX-License-Identifier: MIT
 # An output folder as the real simulator writes it, for the browser test:
 #
 #   simulator-folder.sh SIMULATOR COMMAND_PARSER OUT

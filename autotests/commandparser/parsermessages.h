@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 Tarnvik AB
+// SPDX-License-Identifier: MIT
+
 #ifndef PARSERMESSAGES_H
 #define PARSERMESSAGES_H
 

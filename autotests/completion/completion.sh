@@ -1,4 +1,6 @@
 #!/usr/bin/env bash
+# SPDX-FileCopyrightText: 2026 Tarnvik AB
+# SPDX-License-Identifier: MIT
 # Shell completion of command-parser (data/completion/): the bash function, driven the way bash
 # drives it (COMP_WORDS, COMP_CWORD, COMPREPLY), offers the options, the categories that the
 # simulated device lists after -c and every command number after -e; with the command handler

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 Tarnvik AB
+// SPDX-License-Identifier: MIT
+
 #ifndef DBUSVALUETEST_H
 #define DBUSVALUETEST_H
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 Tarnvik AB
+// SPDX-License-Identifier: MIT
+
 // A peer on the test bus built from sd-bus and our conversion module alone, so that other D-Bus
 // stacks can check what the module reads and writes. It owns the bus name given as its argument
 // and serves /se/tarnvik/Echo, interface se.tarnvik.Service1:

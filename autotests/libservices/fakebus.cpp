@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 Tarnvik AB
+// SPDX-License-Identifier: MIT
+
 // A bus that stalls a client on purpose, at the step its mode names, so that a test can watch the
 // library's deadline cover every step of an exchange:
 //

@@ -1,3 +1,5 @@
+# SPDX-FileCopyrightText: 2026 Tarnvik AB
+# SPDX-License-Identifier: MIT
 # Installs the built library into a fresh prefix, then builds and runs a consumer against it twice:
 # through the CMake package and through pkg-config.
 # Takes LIBSERVICES_BUILD_DIR, CONSUMER_SOURCE_DIR, WORK_DIR, CXX_COMPILER.

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 Tarnvik AB
+// SPDX-License-Identifier: MIT
+
 // Makes one exchange with a service and writes the response as JSON on standard output, so that
 // a test can watch what a process of its own makes of its bus (or of having none). With
 // "--connections" the response also tells how many sockets the process had open before the

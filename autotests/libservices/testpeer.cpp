@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 Tarnvik AB
+// SPDX-License-Identifier: MIT
+
 // A stand-in for a service on the private test bus. It owns the bus name of the service id given
 // as its first argument and answers "Process" according to the request's command id: it echoes
 // the request back, or misbehaves in the way the command id names ("Slow" answers after

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 Tarnvik AB
+// SPDX-License-Identifier: MIT
+
 // The exchange's one deadline, over connecting, authentication, Hello and the reply, and the way
 // the caller waits for it: on its own thread, asleep. Every run here is a process of its own
 // (processclient or the tool), on a bus whose reply_timeout is far above the deadline, so that

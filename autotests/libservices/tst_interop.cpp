@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 Tarnvik AB
+// SPDX-License-Identifier: MIT
+
 // Our conversion module against two D-Bus stacks that share no code with it: gdbus (GLib) and
 // busctl (sd-bus's own tool, whose argument parser and printer are its own). Each tool calls the
 // echo peer, which reads the value with our module and writes it back, and the tool's printout of

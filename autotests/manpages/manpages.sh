@@ -1,4 +1,6 @@
 #!/usr/bin/env bash
+# SPDX-FileCopyrightText: 2026 Tarnvik AB
+# SPDX-License-Identifier: MIT
 # The manual pages (docs/man/): groff renders each without a single warning, lexgrog finds the
 # whatis entry of each, and the listings that command-parser(1) shows as examples are what the
 # tool writes against the simulated device.

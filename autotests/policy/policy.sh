@@ -1,4 +1,6 @@
 #!/usr/bin/env bash
+# SPDX-FileCopyrightText: 2026 Tarnvik AB
+# SPDX-License-Identifier: MIT
 # The system bus's policy for the command handler (data/se.tarnvik.CommandHandler.conf) on a
 # dbus-daemon of its own, configured like Debian's system bus (method calls and names denied by
 # default, then our file included), with the simulator as root serving the name:

@@ -1,4 +1,6 @@
 #!/usr/bin/env bash
+# SPDX-FileCopyrightText: 2026 Tarnvik AB
+# SPDX-License-Identifier: MIT
 # The simulator's systemd unit: `systemd-analyze verify` finds nothing wrong with it, and
 # `systemd-analyze security` rates its exposure 1.5 or lower. The unit runs the installed
 # /usr/bin/command-handler-sim; a copy that runs the built one instead is verified, so that the

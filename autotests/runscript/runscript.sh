@@ -1,4 +1,6 @@
 #!/usr/bin/env bash
+# SPDX-FileCopyrightText: 2026 Tarnvik AB
+# SPDX-License-Identifier: MIT
 # scripts/run.sh on a built tree: the tool's output is byte for byte what the tool writes on a bus
 # of its own, the exit status is the tool's, and nothing of the run (the bus, the simulator the
 # bus started, the run's folder) is left once run.sh has returned: after a plain run, after the

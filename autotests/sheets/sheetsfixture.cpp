@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 Tarnvik AB
+// SPDX-License-Identifier: MIT
+
 // Writes an output folder as the simulator's --output-dir will hold it, through the same units,
 // for the browser test to look at: page files, a picture per sheet, index.html, and
 // expected.json with the number of raised dots each picture must show (counted from the cells).

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 Tarnvik AB
+// SPDX-License-Identifier: MIT
+
 #include "braillegeometry.h"
 #include "sheetpicture.h"
 #include "svgsheet.h"

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 Tarnvik AB
+// SPDX-License-Identifier: MIT
+
 #include "datatable.h"
 #include "requests.h"
 #include "simulatortest.h"

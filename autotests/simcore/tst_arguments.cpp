@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 Tarnvik AB
+// SPDX-License-Identifier: MIT
+
 // The request and its arguments (device/dispatcher.cpp, device/arguments.cpp): requests of the
 // wrong shape, and words that do not fit a command's argument schema.
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 Tarnvik AB
+// SPDX-License-Identifier: MIT
+
 // Text to braille (job/braille.cpp, job/pagelayout.cpp), as GetDocumentInfo shows it, and a table
 // that no longer loads.
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 Tarnvik AB
+// SPDX-License-Identifier: MIT
+
 // The catalogue the device serves (device/catalogue.cpp, device/commandtable.cpp).
 
 #include "datatable.h"

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 Tarnvik AB
+// SPDX-License-Identifier: MIT
+
 // The configuration commands (commands/configuration.cpp): each result, and each refusal of a table
 // or of a change while a job is active.
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 Tarnvik AB
+// SPDX-License-Identifier: MIT
+
 // docs/simulator.md's command table against the simulator's command table
 // (sim/device/commandtable.cpp): a command, an argument or a command's effect on the kept state
 // changed in one and not in the other fails here.

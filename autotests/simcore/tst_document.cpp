@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 Tarnvik AB
+// SPDX-License-Identifier: MIT
+
 // The document commands (commands/document.cpp): each result, and each refusal of a document that
 // is not there, not open, too long or being embossed.
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 Tarnvik AB
+// SPDX-License-Identifier: MIT
+
 // The emboss commands (commands/emboss.cpp): each result, and each refusal of a job that cannot
 // start, pause, resume or end.
 

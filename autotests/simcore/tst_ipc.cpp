@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 Tarnvik AB
+// SPDX-License-Identifier: MIT
+
 // The inter-process communication commands (commands/ipc.cpp).
 
 #include "datatable.h"

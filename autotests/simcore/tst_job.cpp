@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 Tarnvik AB
+// SPDX-License-Identifier: MIT
+
 // The emboss job (job/embossjob.cpp, job/pagefiles.cpp): scenarios of jobs from start to end, pages
 // timed by the clock, and the page files.
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 Tarnvik AB
+// SPDX-License-Identifier: MIT
+
 // The paper feed commands (commands/paperfeed.cpp, commands/paperpath.cpp): the tray, the sheet in
 // position, the feed mode, and what the paper path refuses.
 

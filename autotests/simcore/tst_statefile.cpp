@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 Tarnvik AB
+// SPDX-License-Identifier: MIT
+
 // The kept state (state/): what survives a restart, when the file is written, and a damaged file.
 
 #include "datatable.h"

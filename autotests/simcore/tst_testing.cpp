@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 Tarnvik AB
+// SPDX-License-Identifier: MIT
+
 // The testing commands (commands/testing.cpp): self-test, test pages, sensors, the error log and
 // injected faults.
 

@@ -1,4 +1,6 @@
 #!/usr/bin/env bash
+# SPDX-FileCopyrightText: 2026 Tarnvik AB
+# SPDX-License-Identifier: MIT
 # Runs command-parser under valgrind's memcheck (-l, -c 2, -e 601, and -e 999, which fails)
 # against command-handler-sim on a private bus of its own; the simulator runs under memcheck too
 # for the duration of those runs. Fails on any memory error and on any block definitely or

@@ -1,3 +1,5 @@
+# SPDX-FileCopyrightText: 2026 Tarnvik AB
+# SPDX-License-Identifier: MIT
 # bash completion for command-parser, the embossing device's shell tool.
 #
 # The numbers after -c and -e come from the device itself: the categories that `command-parser -l`

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 Tarnvik AB
+// SPDX-License-Identifier: MIT
+
 #include <ls/commandids.h>
 
 // One array of names per enum: the array's elements ascend in address, so each meta, which

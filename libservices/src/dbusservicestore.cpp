@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 Tarnvik AB
+// SPDX-License-Identifier: MIT
+
 #include <ls/dbusservicestore.h>
 
 #include <ls/dbusservice.h>

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 Tarnvik AB
+// SPDX-License-Identifier: MIT
+
 #ifndef COMMANDHANDLERSERVICE_H
 #define COMMANDHANDLERSERVICE_H
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 Tarnvik AB
+// SPDX-License-Identifier: MIT
+
 // The configuration commands (ConfigurationCommandId): how the device lays braille out and
 // embosses it. None may change while a job is embossing or paused.
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 Tarnvik AB
+// SPDX-License-Identifier: MIT
+
 // The document commands (DocumentCommandId): documents are opened, filled with text, closed and
 // then embossed; the device holds up to Rules::maximumDocuments of them.
 

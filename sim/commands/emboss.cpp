@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 Tarnvik AB
+// SPDX-License-Identifier: MIT
+
 // The emboss commands (EmbossCommandId): a job of a closed document's copies or of a text, and
 // its pause, resume and cancel.
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 Tarnvik AB
+// SPDX-License-Identifier: MIT
+
 // The inter-process communication commands (IpcCommandId): whether the service answers, what it
 // is, and a summary of the device.
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 Tarnvik AB
+// SPDX-License-Identifier: MIT
+
 // The paper feed commands (PaperFeedCommandId): the tray, the sheet in position, the feed mode.
 
 #include "commandcontext.h"

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 Tarnvik AB
+// SPDX-License-Identifier: MIT
+
 // The testing commands (TestingCommandId): the self-test, test pages, the sensors, the error log
 // and the faults that tests inject.
 

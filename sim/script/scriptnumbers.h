@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 Tarnvik AB
+// SPDX-License-Identifier: MIT
+
 #ifndef SCRIPTNUMBERS_H
 #define SCRIPTNUMBERS_H
 

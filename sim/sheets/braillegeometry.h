@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 Tarnvik AB
+// SPDX-License-Identifier: MIT
+
 #ifndef BRAILLEGEOMETRY_H
 #define BRAILLEGEOMETRY_H
 

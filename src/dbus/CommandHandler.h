@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 Tarnvik AB
+// SPDX-License-Identifier: MIT
+
 #ifndef COMMANDHANDLER_H
 #define COMMANDHANDLER_H
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 Tarnvik AB
+// SPDX-License-Identifier: MIT
+
 // Uses a little of every public header; exits 0 when the installed library answers as expected.
 #include <ls/commandids.h>
 #include <ls/dbuscontract.h>

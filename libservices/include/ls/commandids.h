@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 Tarnvik AB
+// SPDX-License-Identifier: MIT
+
 #ifndef LS_COMMANDIDS_H
 #define LS_COMMANDIDS_H
 

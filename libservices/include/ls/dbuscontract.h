@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 Tarnvik AB
+// SPDX-License-Identifier: MIT
+
 #ifndef LS_DBUSCONTRACT_H
 #define LS_DBUSCONTRACT_H
 
