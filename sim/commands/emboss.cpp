@@ -13,6 +13,27 @@
 
 namespace EmbossCommands {
 
+namespace {
+
+// Lays the text out in the kept layout and, with the paper path ready, starts a job of it.
+DeviceResult startTextJob(CommandContext &device, const QString &text, JobContent content,
+                          int copies)
+{
+    DeviceState &state = device.store.state();
+    TextLayout layout;
+    const DeviceResult laidOut = layOutText(state.configuration, text, &layout);
+    if (laidOut.failed())
+        return laidOut;
+    const DeviceResult ready = PaperPath::checkReady(device.store);
+    if (ready.failed())
+        return ready;
+    content.pages = pagesOf(layout.lines, state.configuration);
+    content.pageTexts = pageTextsOf(layout, state.configuration);
+    return device.job.start(state, content, copies, device.now());
+}
+
+} // namespace
+
 DeviceResult startEmbossing(CommandContext &device, const Arguments &args)
 {
     if (device.job.isActive())
@@ -33,19 +54,10 @@ DeviceResult startEmbossing(CommandContext &device, const Arguments &args)
         return DeviceResult::failure(DeviceError::invalidState,
                                      QStringLiteral("Document %1 has no text").arg(id));
     }
-    TextLayout layout;
-    const DeviceResult laidOut = layOutText(state.configuration, document->text, &layout);
-    if (laidOut.failed())
-        return laidOut;
-    const DeviceResult ready = PaperPath::checkReady(device.store);
-    if (ready.failed())
-        return ready;
     JobContent content;
     content.documentId = id;
     content.title = document->title;
-    content.pages = pagesOf(layout.lines, state.configuration);
-    content.pageTexts = pageTextsOf(layout, state.configuration);
-    return device.job.start(state, content, args.at(1).toInt(), device.now());
+    return startTextJob(device, document->text, content, args.at(1).toInt());
 }
 
 DeviceResult pauseEmbossing(CommandContext &device, const Arguments &)
@@ -97,19 +109,9 @@ DeviceResult embossText(CommandContext &device, const Arguments &args)
                                      QStringLiteral("The text is longer than %1 characters")
                                              .arg(Rules::maximumTextLength));
     }
-    DeviceState &state = device.store.state();
-    TextLayout layout;
-    const DeviceResult laidOut = layOutText(state.configuration, text, &layout);
-    if (laidOut.failed())
-        return laidOut;
-    const DeviceResult ready = PaperPath::checkReady(device.store);
-    if (ready.failed())
-        return ready;
     JobContent content;
     content.title = QStringLiteral("Text");
-    content.pages = pagesOf(layout.lines, state.configuration);
-    content.pageTexts = pageTextsOf(layout, state.configuration);
-    return device.job.start(state, content, 1, device.now());
+    return startTextJob(device, text, content, 1);
 }
 
 } // namespace EmbossCommands

@@ -68,6 +68,16 @@ JobPage::Job *JobPage::find(int jobId)
     return it == m_jobs.rend() ? nullptr : &*it;
 }
 
+JobPage::Job *JobPage::findOrAnnounce(int jobId)
+{
+    if (Job *job = find(jobId))
+        return job;
+    JobFacts facts;
+    facts.id = jobId;
+    jobStarted(facts);
+    return find(jobId);
+}
+
 bool JobPage::anyRunning() const
 {
     return std::any_of(m_jobs.cbegin(), m_jobs.cend(),
@@ -88,14 +98,7 @@ bool JobPage::jobStarted(const JobFacts &facts)
 
 bool JobPage::sheetWritten(int jobId, const SheetEntry &sheet)
 {
-    Job *job = find(jobId);
-    if (!job) {
-        // A sheet of a job nobody announced: list it all the same, under what is known.
-        JobFacts facts;
-        facts.id = jobId;
-        jobStarted(facts);
-        job = find(jobId);
-    }
+    Job *job = findOrAnnounce(jobId);
     const bool replacing = job->sheetCount > 0 && job->lastFileName == sheet.fileName;
     if (replacing) {
         job->newestHtml.pop_back();
@@ -131,13 +134,7 @@ bool JobPage::sheetWritten(int jobId, const SheetEntry &sheet)
 bool JobPage::jobChanged(int jobId, const QString &state, const QString &outcome,
                          const QString &pauseReason)
 {
-    Job *job = find(jobId);
-    if (!job) {
-        JobFacts facts;
-        facts.id = jobId;
-        jobStarted(facts);
-        job = find(jobId);
-    }
+    Job *job = findOrAnnounce(jobId);
     job->facts.state = state;
     job->facts.outcome = outcome;
     job->facts.pauseReason = pauseReason;

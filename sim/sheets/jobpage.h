@@ -98,6 +98,9 @@ private:
     };
 
     Job *find(int jobId);
+    // The job, announced with what is known of it when nobody did: its sheets and changes are
+    // listed all the same.
+    Job *findOrAnnounce(int jobId);
     bool anyRunning() const;
     static QByteArray factsHtml(const JobFacts &facts, int sheetCount);
     static QByteArray sheetHtml(int jobId, int index, const SheetEntry &sheet, int level);
