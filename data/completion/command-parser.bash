@@ -3,17 +3,18 @@
 # bash completion for command-parser, the embossing device's shell tool.
 #
 # The numbers after -c and -e come from the device itself: the categories that `command-parser -l`
-# lists, and the commands of each. Asking takes at most half a second: with the command handler
-# absent or not answering, nothing is offered.
+# lists, and the commands of each. With the command handler absent or not answering, nothing is
+# offered, within half a second.
 
 # Prints the numbers of the entries that the tool lists with the given options, one a line, or
-# nothing when the device does not answer within the deadline. Lines of a failed exchange carry a
-# number but no text and are left out.
+# nothing when the device does not answer within the given milliseconds. Lines of a failed
+# exchange carry a number but no text and are left out.
 _command_parser_numbers()
 {
-    local tool=$1
-    shift
-    LS_DBUS_TIMEOUT_MS=400 timeout 0.5 "$tool" "$@" 2>&1 < /dev/null \
+    local tool=$1 ms=$2
+    shift 2
+    LS_DBUS_TIMEOUT_MS=$((ms - 100)) timeout "$((ms / 1000)).$((ms % 1000 / 100))" "$tool" "$@" \
+        2>&1 < /dev/null \
         | while read -r number text; do
             [[ $number =~ ^[0-9]+$ && -n $text ]] && printf '%s\n' "$number"
         done
@@ -21,14 +22,15 @@ _command_parser_numbers()
 
 # Prints the number of every command of every category. The categories are asked side by side,
 # once the device has listed them: with the device absent or silent, that first answer takes the
-# half second, and nothing else is asked.
+# half second, and nothing else is asked. A device that has answered gets two seconds for its
+# categories, so that a busy one still lists them all.
 _command_parser_commands()
 {
     local categories category
-    categories=$(_command_parser_numbers "$1" -l)
+    categories=$(_command_parser_numbers "$1" 500 -l)
     [ -n "$categories" ] || return 0
     for category in $categories; do
-        _command_parser_numbers "$1" -c "$category" &
+        _command_parser_numbers "$1" 2000 -c "$category" &
     done | sort -n
 }
 
@@ -43,7 +45,7 @@ _command_parser()
 
     case $prev in
     -c | --listCommands)
-        mapfile -t COMPREPLY < <(compgen -W "$(_command_parser_numbers "$tool" -l)" -- "$cur")
+        mapfile -t COMPREPLY < <(compgen -W "$(_command_parser_numbers "$tool" 500 -l)" -- "$cur")
         return
         ;;
     -e | --executeCommand)
