@@ -47,24 +47,26 @@ rm -rf "$work/fixture"
 "$fixture_program" "$work/fixture"
 
 export NODE_PATH="$work/node_modules"
-for state in running finished; do
-    echo "== $state"
-    refresh=no
-    [ "$state" = running ] && refresh=yes
-    node "$here/check-sheets.js" --chromium "$chromium" \
-        --index "$work/fixture/$state/index.html" --refresh "$refresh" \
-        --expected "$work/fixture/$state/expected.json" \
-        --sheet "$work/fixture/$state/job-1-copy-1-sheet-1.svg"
-done
+# Checks a folder in both its states, running and finished, in the browser; the last argument says
+# what else to do: compare with the folder's expected.json, or keep a screenshot.
+check_states() {
+    heading=$1 folder=$2 also=$3
+    for state in running finished; do
+        echo "== $heading$state"
+        refresh=no
+        [ "$state" = running ] && refresh=yes
+        also_option=--screenshot also_file="$folder/$state.png"
+        if [ "$also" = expected ]; then
+            also_option=--expected also_file="$folder/$state/expected.json"
+        fi
+        node "$here/check-sheets.js" --chromium "$chromium" \
+            --index "$folder/$state/index.html" --refresh "$refresh" \
+            --sheet "$folder/$state/job-1-copy-1-sheet-1.svg" "$also_option" "$also_file"
+    done
+}
+
+check_states "" "$work/fixture" expected
 
 [ -n "$simulator" ] || exit 0
 "$here/simulator-folder.sh" "$simulator" "$parser" "$work/simulator"
-for state in running finished; do
-    echo "== simulator, $state"
-    refresh=no
-    [ "$state" = running ] && refresh=yes
-    node "$here/check-sheets.js" --chromium "$chromium" \
-        --index "$work/simulator/$state/index.html" --refresh "$refresh" \
-        --sheet "$work/simulator/$state/job-1-copy-1-sheet-1.svg" \
-        --screenshot "$work/simulator/$state.png"
-done
+check_states "simulator, " "$work/simulator" screenshot
